@@ -1,0 +1,86 @@
+#include <mavcommon/ByteStream.h>
+
+#include <cstring>
+
+ByteStream::ByteStream(const uint8* data, uint64 count) : data_(data), size_(data ? count : 0) {}
+
+ByteStream& ByteStream::read(void* dst, uint64 n) {
+  gcount_ = 0;
+  if (failed_ || n > bytesAvailable()) {
+    failed_ = true;
+    return *this;
+  }
+  if (n > 0) std::memcpy(dst, data_ + pos_, n);
+  pos_ += n;
+  gcount_ = n;
+  return *this;
+}
+
+int ByteStream::peek() const {
+  if (failed_ || pos_ >= size_) return -1;
+  return data_[pos_];
+}
+
+int ByteStream::get() {
+  uint8 b = 0;
+  if (!read(&b, 1).good()) return -1;
+  return b;
+}
+
+ByteStream& ByteStream::unget() {
+  if (failed_ || pos_ == 0) {
+    failed_ = true;
+  } else {
+    --pos_;
+  }
+  gcount_ = 0;
+  return *this;
+}
+
+ByteStream& ByteStream::ignore(uint64 n) {
+  gcount_ = 0;
+  if (failed_) return *this;
+  if (n > bytesAvailable()) {
+    gcount_ = bytesAvailable();
+    pos_ = size_;
+    failed_ = true;
+    return *this;
+  }
+  pos_ += n;
+  gcount_ = n;
+  return *this;
+}
+
+bool ByteStream::readFixedString(uint64 width, std::string& out) {
+  if (failed_ || width > bytesAvailable()) {
+    failed_ = true;
+    gcount_ = 0;
+    return false;
+  }
+  const char* p = reinterpret_cast<const char*>(data_ + pos_);
+  const void* zero = std::memchr(p, 0, width);
+  const uint64 len = zero ? static_cast<uint64>(static_cast<const char*>(zero) - p) : width;
+  out.assign(p, len);
+  pos_ += width;
+  gcount_ = width;
+  return true;
+}
+
+bool ByteStream::readCString(std::string& out) {
+  if (failed_) return false;
+  const char* p = reinterpret_cast<const char*>(data_ + pos_);
+  const uint64 avail = bytesAvailable();
+  const void* zero = std::memchr(p, 0, avail);
+  if (!zero) {
+    out.assign(p, avail);
+    pos_ = size_;
+    gcount_ = avail;
+    failed_ = true;
+    return false;
+  }
+  const uint64 len = static_cast<uint64>(static_cast<const char*>(zero) - p);
+  out.assign(p, len);
+  pos_ += len + 1;
+  gcount_ = len + 1;
+  return true;
+}

@@ -1,0 +1,15 @@
+#pragma once
+/// \file The 16-bit CRC of control and discovery frames.
+///
+/// CRC-16 with polynomial 0x1021, initial value 0, no reflection and no final XOR (the
+/// XMODEM variant): the nine bytes "123456789" give 0x31C3. This is the one place that
+/// knows the algorithm, so that it can be swapped.
+
+#include <mavcommon/MavTypes.h>
+
+/// CRC of `count` bytes at `buffer`, starting from 0.
+uint16 calculateCrc(const uint8* buffer, uint64 count);
+/// Folds one byte into a running CRC; folding from 0 over a block equals `calculateCrc`.
+uint16 crcUpdate(uint8 byte, uint16 crc);
+/// Folds `count` bytes into a running CRC (the block form of `crcUpdate`).
+uint16 crcUpdateBlock(const uint8* buffer, uint64 count, uint16 crc);

@@ -1,0 +1,40 @@
+#pragma once
+/// \file Umbrella header: everything a host needs. Link `veliface::veliface`.
+
+// Platform layer
+#include <mavcommon/ByteStream.h>
+#include <mavcommon/CircularByteBuffer.h>
+#include <mavcommon/Crc16.h>
+#include <mavcommon/FiniteStateMachine.h>
+#include <mavcommon/MavIpAddr.h>
+#include <mavcommon/MavMacAddr.h>
+#include <mavcommon/MavNetHostInfo.h>
+#include <mavcommon/MavTypes.h>
+
+// common: wire contract, control frame, command codes, logging
+#include <veliface/common/DeserializationFactory.h>
+#include <veliface/common/ISerializable.h>
+#include <veliface/common/VelCommand.h>
+#include <veliface/common/VelCommandCode.h>
+#include <veliface/common/VelCommandPayload.h>
+#include <veliface/common/VelLog.h>
+#include <veliface/common/VelMessage.h>
+#include <veliface/common/VelMsgPayload.h>
+
+// control: control processor and the small commands
+#include <veliface/control/VelControlProcessor.h>
+
+// device: identity, enumerations, device classes
+#include <veliface/device/VelDeviceType.h>
+
+// settings: tags, job settings, job setup, array job settings
+
+// trigger: trigger records, enquiry, event detection
+
+// stream: chunks, payloads, stream processor, data collect
+
+// files: WAV and spectrum formats and writers, date stamps
+
+// discovery: network discovery and configuration
+
+// record: stream-to-writer glue
