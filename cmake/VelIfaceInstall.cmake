@@ -24,6 +24,8 @@ install(FILES "${PROJECT_BINARY_DIR}/VelIfaceConfig.cmake"
               "${PROJECT_BINARY_DIR}/VelIfaceConfigVersion.cmake"
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VelIface)
 
+file(RELATIVE_PATH VELIFACE_PC_PREFIX_REL "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" VELIFACE_PC_PREFIX_REL "${VELIFACE_PC_PREFIX_REL}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/veliface.pc.in"
                "${PROJECT_BINARY_DIR}/veliface.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/veliface.pc"

@@ -57,6 +57,11 @@ bool ByteStream::readFixedString(uint64 width, std::string& out) {
     gcount_ = 0;
     return false;
   }
+  if (width == 0) {  // no bytes to look at (and data_ may be null)
+    out.clear();
+    gcount_ = 0;
+    return true;
+  }
   const char* p = reinterpret_cast<const char*>(data_ + pos_);
   const void* zero = std::memchr(p, 0, width);
   const uint64 len = zero ? static_cast<uint64>(static_cast<const char*>(zero) - p) : width;
@@ -67,14 +72,13 @@ bool ByteStream::readFixedString(uint64 width, std::string& out) {
 }
 
 bool ByteStream::readCString(std::string& out) {
+  gcount_ = 0;
   if (failed_) return false;
-  const char* p = reinterpret_cast<const char*>(data_ + pos_);
   const uint64 avail = bytesAvailable();
-  const void* zero = std::memchr(p, 0, avail);
+  const char* p = reinterpret_cast<const char*>(data_ + pos_);
+  const void* zero = avail ? std::memchr(p, 0, avail) : nullptr;
   if (!zero) {
-    out.assign(p, avail);
-    pos_ = size_;
-    gcount_ = avail;
+    // All or nothing, like every other read: no terminator means no text.
     failed_ = true;
     return false;
   }

@@ -60,8 +60,8 @@ class ByteStream {
   /// Reads a fixed-width text field: the characters before the first zero byte, or the
   /// whole width when there is none. On failure `out` keeps its value.
   bool readFixedString(uint64 width, std::string& out);
-  /// Reads a zero-terminated text of any length (the zero is consumed); on a missing zero
-  /// the rest of the block is taken and fail is set.
+  /// Reads a zero-terminated text of any length (the zero is consumed); without a zero
+  /// before the end nothing is read, `out` keeps its value and fail is set.
   bool readCString(std::string& out);
 
  private:

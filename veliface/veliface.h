@@ -23,6 +23,8 @@
 
 // control: control processor and the small commands
 #include <veliface/control/VelControlProcessor.h>
+#include <veliface/control/VelEnquireCmd.h>
+#include <veliface/control/VelSmallCmd.h>
 
 // device: identity, enumerations, device classes
 #include <veliface/device/VelDeviceType.h>

@@ -1,5 +1,8 @@
 #include <veliface/control/internal/ControlDispatch.h>
 
+#include <veliface/control/VelEnquireCmd.h>
+#include <veliface/control/VelSmallCmd.h>
+
 #include <iterator>
 
 namespace veliface::control {
@@ -12,11 +15,11 @@ constexpr RouteKind kNotHandled = RouteKind::NotHandled;
 // does not guarantee it for these); the trigger and reset responses are CRC-checked.
 // Data collect is the only one whose payload is not folded into the CRC at all.
 const ControlRoute kRoutes[] = {
-    {0x41, kNotHandled, nullptr, true},  // SetTime
+    {0x41, RouteKind::Deliver, &readPayloadAs<VelSetTimeCmd>, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
     {0x43, kNotHandled, nullptr, false},  // CollectData
     {0x44, kNotHandled, nullptr, true},  // JobSetup
-    {0x45, kNotHandled, nullptr, true},  // Enquire
+    {0x45, RouteKind::Deliver, &readPayloadAs<VelEnquireCmd>, true},  // Enquire
     {0x46, kNotHandled, nullptr, true},  // EnquireSetup
     {0x48, kNotHandled, nullptr, true},  {0x49, kNotHandled, nullptr, true},
     {0x4A, kNotHandled, nullptr, true},  {0x4B, kNotHandled, nullptr, true},
@@ -27,7 +30,7 @@ const ControlRoute kRoutes[] = {
     {0x53, kNotHandled, nullptr, true},  // SetupTrigger
     {0x54, kNotHandled, nullptr, true},  {0x55, kNotHandled, nullptr, true},
     {0x56, kNotHandled, nullptr, true},
-    {0x59, kNotHandled, nullptr, true},  // ResetDevice
+    {0x59, RouteKind::DeliverAfterCrc, &readPayloadAs<VelResetCmd>, true},  // ResetDevice
     {0x5A, kNotHandled, nullptr, true},  {0x5B, kNotHandled, nullptr, true},
 };
 
