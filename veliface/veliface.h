@@ -25,6 +25,8 @@
 #include <veliface/control/VelControlProcessor.h>
 
 // device: identity, enumerations, device classes
+#include <veliface/device/VelDeviceEnums.h>
+#include <veliface/device/VelDeviceId.h>
 #include <veliface/device/VelDeviceType.h>
 
 // settings: tags, job settings, job setup, array job settings
