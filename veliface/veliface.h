@@ -38,5 +38,7 @@
 // files: WAV and spectrum formats and writers, date stamps
 
 // discovery: network discovery and configuration
+#include <veliface/discovery/VelMarcoCommand.h>
+#include <veliface/discovery/VelMarcoProcessor.h>
 
 // record: stream-to-writer glue
