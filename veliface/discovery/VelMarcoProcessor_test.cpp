@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <initializer_list>
 #include <random>
 #include <sstream>
 #include <string>
@@ -83,111 +84,93 @@ std::vector<std::string> decodeInPieces(const Bytes& input,
   return out;
 }
 
+// A processor and its receive buffer.
+struct Rig {
+  explicit Rig(std::size_t capacity = 256) : buf(capacity) {}
+  std::shared_ptr<VelMarcoCommand> feed(const Bytes& bytes) {
+    EXPECT_EQ(buf.write(bytes.data(), bytes.size()), bytes.size());
+    return proc.pump(buf);
+  }
+  VelMarcoProcessor proc;
+  CircularByteBuffer buf;
+};
+
+Bytes concat(std::initializer_list<Bytes> parts) {
+  Bytes out;
+  for (const auto& p : parts) out.insert(out.end(), p.begin(), p.end());
+  return out;
+}
+
 }  // namespace
 
 TEST(VelMarcoProcessor, EnquiryResponseDecodesWhateverItsCrc) {
-  const std::vector<std::pair<uint8, uint8>> crcs = {{0x00, 0x00}, {0xFF, 0xFF}, {0xDE, 0xAD}};
-  for (const auto& crc : crcs) {
+  for (const uint8 crc : {0x00, 0xFF, 0x5A}) {
     LogCapture log;
-    const Bytes f = frame(0x57, kEnquiryPayload, crc.first, crc.second);
-    VelMarcoProcessor proc;
-    CircularByteBuffer buf(256);
-    buf.write(f.data(), f.size());
-    const auto m = proc.pump(buf);
+    Rig rig;
+    const auto m = rig.feed(frame(0x57, kEnquiryPayload, crc, crc));
     ASSERT_NE(m, nullptr);
     EXPECT_NE(dynamic_cast<const VelNetworkEnqireCmd*>(m->payload().get()), nullptr);
     EXPECT_EQ(describe(m), kEnquiryText);
-    EXPECT_EQ(m, proc.message());
-    EXPECT_TRUE(proc.isEndState());
-    EXPECT_EQ(buf.bytesAvailable(), 0u);
+    EXPECT_EQ(m, rig.proc.message());
+    EXPECT_TRUE(rig.proc.isEndState());
+    EXPECT_EQ(rig.buf.bytesAvailable(), 0u);
     EXPECT_TRUE(log.lines().empty());
   }
 }
 
 TEST(VelMarcoProcessor, ShortBuffersWaitWithoutLosingTheFrame) {
   const Bytes f = frame(0x57, kEnquiryPayload);
-  VelMarcoProcessor proc;
-  CircularByteBuffer buf(256);
+  Rig rig;
+  EXPECT_EQ(rig.feed(Bytes(f.begin(), f.begin() + 3)), nullptr);
+  EXPECT_TRUE(rig.proc.outOfData());
+  EXPECT_EQ(rig.proc.state(), &VelMarcoProcessor::st_sync);
+  EXPECT_EQ(rig.buf.bytesAvailable(), 3u);
 
-  buf.write(f.data(), 3);
-  EXPECT_EQ(proc.pump(buf), nullptr);
-  EXPECT_TRUE(proc.outOfData());
-  EXPECT_EQ(proc.state(), &VelMarcoProcessor::st_sync);
-  EXPECT_EQ(buf.bytesAvailable(), 3u);
-
-  buf.write(f.data() + 3, f.size() - 4);  // all but the last CRC byte
-  EXPECT_EQ(proc.pump(buf), nullptr);
-  EXPECT_EQ(proc.state(), &VelMarcoProcessor::st_crc);
-  EXPECT_EQ(buf.bytesAvailable(), 1u);
-
-  buf.write(f.data() + f.size() - 1, 1);
-  EXPECT_EQ(describe(proc.pump(buf)), kEnquiryText);
+  EXPECT_EQ(rig.feed(Bytes(f.begin() + 3, f.end() - 1)), nullptr);  // one CRC byte short
+  EXPECT_EQ(rig.proc.state(), &VelMarcoProcessor::st_crc);
+  EXPECT_EQ(rig.buf.bytesAvailable(), 1u);
+  EXPECT_EQ(describe(rig.feed({f.back()})), kEnquiryText);
 }
 
 TEST(VelMarcoProcessor, UnknownTypeIsLoggedAsCharacterAndSkipped) {
   LogCapture log;
-  const Bytes f = frame(0x5A, {0x01, 0x2A, 0x57}, 0x11, 0x22);
-  VelMarcoProcessor proc;
-  CircularByteBuffer buf(256);
-  buf.write(f.data(), f.size());
-  EXPECT_EQ(proc.pump(buf), nullptr);
+  Rig rig;
+  EXPECT_EQ(rig.feed(frame(0x5A, {0x01, 0x2A, 0x57}, 0x11, 0x22)), nullptr);
   EXPECT_EQ(log.lines(), std::vector<std::string>{"Unknown Marco message received! Code=Z"});
-  EXPECT_EQ(proc.message(), nullptr);
+  EXPECT_EQ(rig.proc.message(), nullptr);
   // Header and payload are consumed; the two CRC bytes wait as the start of a new search.
-  EXPECT_EQ(proc.state(), &VelMarcoProcessor::st_sync);
-  EXPECT_EQ(buf.bytesAvailable(), 2u);
+  EXPECT_EQ(rig.proc.state(), &VelMarcoProcessor::st_sync);
+  EXPECT_EQ(rig.buf.bytesAvailable(), 2u);
 }
 
 TEST(VelMarcoProcessor, JunkBeforeAFrameMisreadsIt) {
+  LogCapture log;
   // One junk byte: the "*" is the second byte of the first pair and is skipped; the scan
   // runs through the frame (which holds no other "*") until three bytes are left.
-  {
-    LogCapture log;
-    Bytes in = {0x00};
-    const Bytes f = frame(0x57, kEnquiryPayload, 0x12, 0x34);
-    in.insert(in.end(), f.begin(), f.end());
-    VelMarcoProcessor proc;
-    CircularByteBuffer buf(256);
-    buf.write(in.data(), in.size());
-    EXPECT_EQ(proc.pump(buf), nullptr);
-    EXPECT_EQ(proc.message(), nullptr);
-    EXPECT_EQ(proc.state(), &VelMarcoProcessor::st_sync);
-    EXPECT_EQ(buf.bytesAvailable(), 3u);
-    EXPECT_TRUE(log.lines().empty());
-  }
+  Rig one;
+  EXPECT_EQ(one.feed(concat({{0x00}, frame(0x57, kEnquiryPayload, 0x12, 0x34)})), nullptr);
+  EXPECT_EQ(one.proc.message(), nullptr);
+  EXPECT_EQ(one.proc.state(), &VelMarcoProcessor::st_sync);
+  EXPECT_EQ(one.buf.bytesAvailable(), 3u);
+
   // Two junk bytes: the "*" lands in the start position while the type position keeps the
   // rejected 'Z'; the real type 'W' and the length's low byte 26 make the length 0x1A57.
-  {
-    LogCapture log;
-    Bytes in = {'Z', 'Q'};
-    const Bytes f = frame(0x57, kEnquiryPayload);
-    in.insert(in.end(), f.begin(), f.end());
-    VelMarcoProcessor proc;
-    CircularByteBuffer buf(0x2000);
-    buf.write(in.data(), in.size());
-    EXPECT_EQ(proc.pump(buf), nullptr);
-    EXPECT_EQ(proc.state(), &VelMarcoProcessor::st_readPayload);
-    ASSERT_EQ(buf.bytesAvailable(), in.size() - 5);
-
-    const Bytes filler(0x1A57 - buf.bytesAvailable() - 1, 0x00);
-    buf.write(filler.data(), filler.size());
-    EXPECT_EQ(proc.pump(buf), nullptr);
-    EXPECT_TRUE(log.lines().empty());  // one byte short of the misread length
-    const uint8 last = 0;
-    buf.write(&last, 1);
-    EXPECT_EQ(proc.pump(buf), nullptr);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{"Unknown Marco message received! Code=Z"});
-    EXPECT_EQ(proc.message(), nullptr);
-  }
+  Rig two(0x2000);
+  const Bytes in = concat({{'Z', 'Q'}, frame(0x57, kEnquiryPayload)});
+  EXPECT_EQ(two.feed(in), nullptr);
+  EXPECT_EQ(two.proc.state(), &VelMarcoProcessor::st_readPayload);
+  ASSERT_EQ(two.buf.bytesAvailable(), in.size() - 5);
+  EXPECT_EQ(two.feed(Bytes(0x1A57 - two.buf.bytesAvailable() - 1, 0x00)), nullptr);
+  EXPECT_TRUE(log.lines().empty());  // one byte short of the misread length
+  EXPECT_EQ(two.feed({0x00}), nullptr);
+  EXPECT_EQ(log.lines(), std::vector<std::string>{"Unknown Marco message received! Code=Z"});
+  EXPECT_EQ(two.proc.message(), nullptr);
 }
 
 TEST(VelMarcoProcessor, CleanFramesDecodeTheSameForEverySplit) {
-  Bytes input;
-  for (const Bytes& f : {frame(0x57, kEnquiryPayload, 0xAA, 0xBB), frame(0x58, kChangePayload),
-                         frame(0x59, Bytes(kResetPayload.begin(), kResetPayload.end())),
-                         frame(0x57, kEnquiryPayload, 0x2A, 0x2A)}) {
-    input.insert(input.end(), f.begin(), f.end());
-  }
+  const Bytes input = concat({frame(0x57, kEnquiryPayload, 0xAA, 0xBB), frame(0x58, kChangePayload),
+                              frame(0x59, Bytes(kResetPayload.begin(), kResetPayload.end())),
+                              frame(0x57, kEnquiryPayload, 0x2A, 0x2A)});
   const std::vector<std::string> expected = {kEnquiryText, kChangeText, kResetText, kEnquiryText};
 
   EXPECT_EQ(decodeInPieces(input, [&] { return input.size(); }, input.size()), expected);
