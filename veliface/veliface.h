@@ -27,6 +27,8 @@
 #include <veliface/control/VelSmallCmd.h>
 
 // device: identity, enumerations, device classes
+#include <veliface/device/VelDeviceEnums.h>
+#include <veliface/device/VelDeviceId.h>
 #include <veliface/device/VelDeviceType.h>
 
 // settings: tags, job settings, job setup, array job settings
@@ -38,5 +40,7 @@
 // files: WAV and spectrum formats and writers, date stamps
 
 // discovery: network discovery and configuration
+#include <veliface/discovery/VelMarcoCommand.h>
+#include <veliface/discovery/VelMarcoProcessor.h>
 
 // record: stream-to-writer glue

@@ -1,13 +1,13 @@
 #include <veliface/device/VelDeviceType.h>
 
-#include <map>
+#include <veliface/device/internal/EnumText.h>
 
 namespace {
 
 // Keys are the signed enumeration, so the map orders 0xFF (-1) before 0 like the identity
 // ordering does. Built once at load, read-only afterwards.
-const std::map<VelDeviceType, std::string>& deviceTypeTexts() {
-  static const std::map<VelDeviceType, std::string> table = {
+const veliface::device::EnumTextTable<VelDeviceType>& deviceTypeTexts() {
+  static const veliface::device::EnumTextTable<VelDeviceType> table = {
       {DEV_UNSUPPORTED, "Unsupported device"}, {DEV_NONE, "No device"},
       {DEV_VOCAN_LF, "Vocan LF"},     {DEV_AUREL_LF, "Aurel LF"},     {DEV_QBIF, "QBIF"},
       {DEV_VOCAN, "Vocan"},           {DEV_AUREL_HF, "Aurel HF"},     {DEV_VOCAN_HF, "Vocan HF"},
@@ -25,9 +25,7 @@ const bool tableBuilt = !deviceTypeTexts().empty();
 
 std::string VelUtil::deviceTypeStr(VelDeviceType type) {
   (void)tableBuilt;
-  const auto& t = deviceTypeTexts();
-  const auto it = t.find(type);
-  return it == t.end() ? std::string("Unrecognized Device") : it->second;
+  return veliface::device::enumText(deviceTypeTexts(), type, "Unrecognized Device");
 }
 
 VelDeviceType VelUtil::deviceType(const std::string& text) {
