@@ -1,5 +1,7 @@
 #include <veliface/control/internal/ControlDispatch.h>
 
+#include <veliface/stream/VelDataCollectCmd.h>
+
 #include <iterator>
 
 namespace veliface::control {
@@ -14,7 +16,7 @@ constexpr RouteKind kNotHandled = RouteKind::NotHandled;
 const ControlRoute kRoutes[] = {
     {0x41, kNotHandled, nullptr, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
-    {0x43, kNotHandled, nullptr, false},  // CollectData
+    {0x43, RouteKind::Deliver, &readPayloadAs<VelDataCollectCmd>, false},  // CollectData
     {0x44, kNotHandled, nullptr, true},  // JobSetup
     {0x45, kNotHandled, nullptr, true},  // Enquire
     {0x46, kNotHandled, nullptr, true},  // EnquireSetup
