@@ -37,8 +37,6 @@ class DataCollChunk {
 template <typename Derived, typename Field, std::size_t N>
 class DataCollFixedChunk : public DataCollChunk, public DeserializationFactory<Derived> {
  public:
-  /// Wire size of the chunk in bytes.
-  static constexpr std::size_t kSize = sizeof(Field) * N;
   /// Reads the `N` fields in wire order; the caller owns the result.
   static Derived* deserialize(ByteStream* s) {
     auto* chunk = new Derived();
@@ -156,7 +154,7 @@ class DataCollWavChunk : public DataCollChunk, public DeserializationFactory<Dat
   std::vector<uint8> data_;
 };
 
-/// A spectrum: a head of 13 to 17 bytes whose middle depends on the processing type, then
+/// A spectrum: a head of 17 or 21 bytes whose middle depends on the processing type, then
 /// `numBytes` bytes of spectrum data.
 class DataCollSpecChunk : public DataCollChunk, public DeserializationFactory<DataCollSpecChunk> {
  public:
