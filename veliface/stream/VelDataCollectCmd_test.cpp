@@ -116,19 +116,19 @@ TEST(VelDataCollectCmd, SpectrumHeadDependsOnProcessingType) {
     ByteStream s(b.data(), b.size());
     auto cmd = parse(s);
     EXPECT_EQ(s.bytesAvailable(), 0u);
-    const auto spec = cmd->chunk<DataCollSpecChunk>();
-    ASSERT_NE(spec, nullptr);
-    EXPECT_EQ(spec->seqNum(), 5);
-    EXPECT_EQ(spec->gain(), 1);
-    EXPECT_EQ(spec->sampleRate(), 48000u);
-    EXPECT_EQ(spec->sensitivity(), 16);
-    EXPECT_EQ(spec->procType(), c.procType);
-    EXPECT_EQ(spec->accumsPerRslt(), c.accums);
-    EXPECT_EQ(spec->weight(), c.weight);
-    EXPECT_EQ(spec->ptsBtwFft(), 256);
-    EXPECT_EQ(spec->ptsPerFft(), 1024);
+    const auto sp = cmd->chunk<DataCollSpecChunk>();
+    ASSERT_NE(sp, nullptr);
+    EXPECT_EQ(sp->seqNum(), 5);
+    EXPECT_EQ(sp->gain(), 1);
+    EXPECT_EQ(sp->sampleRate(), 48000u);
+    EXPECT_EQ(sp->sensitivity(), 16);
+    EXPECT_EQ(sp->procType(), c.procType);
+    EXPECT_EQ(sp->accumsPerRslt(), c.accums);
+    EXPECT_EQ(sp->weight(), c.weight);
+    EXPECT_EQ(sp->ptsBtwFft(), 256);
+    EXPECT_EQ(sp->ptsPerFft(), 1024);
     EXPECT_EQ(cmd->takeSpecData(), (Bytes{0xAA, 0xBB, 0xCC}));
-    EXPECT_TRUE(spec->specData().empty());
+    EXPECT_TRUE(sp->specData().empty());
   }
 }
 
@@ -150,7 +150,7 @@ TEST(VelDataCollectCmd, ExtendedChunksFollowTheMaskedOnes) {
       0x01, 0x00, 0x00, 0x00,                                   // heading, length not used
       0xFF, 0xFF, 0x02, 0x00, 0x03, 0x00, 0x04, 0x00, 0x05, 0x00, 0x00, 0x80,
       0x02, 0x00, 0x06, 0x00, 9, 9, 9, 9, 9, 9,                 // unknown type 2
-      0x10, 0x00, 0x08, 0x00, 0x10, 0x27, 0x00, 0x00, 0x78, 0x56, 0x34, 0x12,  // spec time
+      0x10, 0x00, 0x08, 0x00, 0x10, 0x27, 0x00, 0x00, 0x78, 0x56, 0x34, 0x12,  // spectrum time
       0x02, 0x01, 0x01, 0x00, 0x7F,                             // type 258: key 0x0200
       0x20, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00,  // wav time
   };
@@ -271,10 +271,10 @@ TEST(VelDataCollectCmd, CutResponsesKeepOnlyWhatArrived) {
     EXPECT_GE(cmd->chunkKeys().size(), keysBefore);
     keysBefore = cmd->chunkKeys().size();
     EXPECT_TRUE(log.lines().empty());
-    const auto spec = cmd->chunk<DataCollSpecChunk>();
-    if (spec) {
-      EXPECT_TRUE(spec->weight() == 3 || spec->weight() == 0);
-      EXPECT_TRUE(spec->specData().empty() || spec->specData() == spectrum);
+    const auto sp = cmd->chunk<DataCollSpecChunk>();
+    if (sp) {
+      EXPECT_TRUE(sp->weight() == 3 || sp->weight() == 0);
+      EXPECT_TRUE(sp->specData().empty() || sp->specData() == spectrum);
     }
     const auto wav = cmd->chunk<DataCollWavChunk>();
     if (wav) {
@@ -319,9 +319,9 @@ TEST(VelDataCollectCmd, RandomInputNeverReadsOutOfBounds) {
       ASSERT_LE(wav->wavData().size(), n);
       withSamples += !wav->wavData().empty();
     }
-    if (const auto spec = cmd->chunk<DataCollSpecChunk>()) {
-      ASSERT_TRUE(spec->specData().empty() || spec->specData().size() == spec->numBytes());
-      ASSERT_LE(spec->specData().size(), n);
+    if (const auto sp = cmd->chunk<DataCollSpecChunk>()) {
+      ASSERT_TRUE(sp->specData().empty() || sp->specData().size() == sp->numBytes());
+      ASSERT_LE(sp->specData().size(), n);
     }
     log.clear();
   }
