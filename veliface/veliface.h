@@ -37,6 +37,11 @@
 
 // stream: chunks, payloads, stream processor, data collect
 
+// stream: data collect
+#include <veliface/stream/DataCollChunk.h>
+#include <veliface/stream/VelDataCollectCmd.h>
+#include <veliface/stream/VelScanStreamConv.h>
+
 // files: WAV and spectrum formats and writers, date stamps
 
 // discovery: network discovery and configuration

@@ -2,6 +2,7 @@
 
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
+#include <veliface/stream/VelDataCollectCmd.h>
 
 #include <iterator>
 
@@ -11,13 +12,14 @@ namespace {
 constexpr RouteKind kNotHandled = RouteKind::NotHandled;
 
 // Response codes and their handling. Set time, job setup, enquire, setup enquiry and data
-// collect go straight to the end state without reading their CRC (the devices' firmware
-// does not guarantee it for these); the trigger and reset responses are CRC-checked.
-// Data collect is the only one whose payload is not folded into the CRC at all.
+// collect go straight to the end state without reading their CRC: this split is deliberate
+// and kept, their two CRC bytes stay in the buffer and the next search for "*" skips them.
+// The trigger and reset responses are CRC-checked. Data collect is the only one whose
+// payload is not folded into the CRC at all.
 const ControlRoute kRoutes[] = {
     {0x41, RouteKind::Deliver, &readPayloadAs<VelSetTimeCmd>, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
-    {0x43, kNotHandled, nullptr, false},  // CollectData
+    {0x43, RouteKind::Deliver, &readPayloadAs<VelDataCollectCmd>, false},  // CollectData
     {0x44, kNotHandled, nullptr, true},  // JobSetup
     {0x45, RouteKind::Deliver, &readPayloadAs<VelEnquireCmd>, true},  // Enquire
     {0x46, kNotHandled, nullptr, true},  // EnquireSetup
