@@ -5,6 +5,14 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev pkg-config)
 
+# The tools (simulator, recorder, inspector) and their interop tests need a few more.
+here="$(cd "$(dirname "$0")/.." && pwd)"
+if [ -f "$here/tools/DEPENDENCIES.txt" ]; then
+  while read -r p; do
+    [ -n "$p" ] && packages+=("$p")
+  done < <(grep -v -E '^\s*(#|$)' "$here/tools/DEPENDENCIES.txt")
+fi
+
 missing=()
 for p in "${packages[@]}"; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
