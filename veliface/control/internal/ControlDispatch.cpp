@@ -1,5 +1,8 @@
 #include <veliface/control/internal/ControlDispatch.h>
 
+#include <veliface/trigger/VelEnquireTrigger.h>
+#include <veliface/trigger/VelTrigger.h>
+
 #include <iterator>
 
 namespace veliface::control {
@@ -23,8 +26,8 @@ const ControlRoute kRoutes[] = {
     {0x4C, kNotHandled, nullptr, true},  {0x4D, kNotHandled, nullptr, true},
     {0x4E, kNotHandled, nullptr, true},  {0x4F, kNotHandled, nullptr, true},
     {0x51, kNotHandled, nullptr, true},
-    {0x52, kNotHandled, nullptr, true},  // EnquireTriggers
-    {0x53, kNotHandled, nullptr, true},  // SetupTrigger
+    {0x52, RouteKind::DeliverAfterCrc, &readPayloadAs<VelEnquireTrigger>, true},  // EnquireTriggers
+    {0x53, RouteKind::DeliverAfterCrc, &readPayloadAs<VelTrigger>, true},  // SetupTrigger
     {0x54, kNotHandled, nullptr, true},  {0x55, kNotHandled, nullptr, true},
     {0x56, kNotHandled, nullptr, true},
     {0x59, kNotHandled, nullptr, true},  // ResetDevice
