@@ -31,57 +31,46 @@ const Bytes kTwoRecords = cat({0x02, 0x16, 0x00, 0x03, 0x00, 0x18, 0x00, 0x05, 0
 TEST(VelEnquireTriggerDecode, ListOfRecords) {
   const Bytes none = {0x00};
   std::unique_ptr<VelEnquireTrigger> empty(VelEnquireTrigger::create(none.data(), none.size()));
-  EXPECT_EQ(empty->count(), 0);
   EXPECT_TRUE(empty->triggers().empty());
 
   std::unique_ptr<VelEnquireTrigger> e(
       VelEnquireTrigger::create(kTwoRecords.data(), kTwoRecords.size()));
-  EXPECT_EQ(e->count(), 2);
-  EXPECT_EQ(e->commandCode(), 0x52);
   const auto list = e->triggers();
   ASSERT_EQ(list.size(), 2u);
   EXPECT_FALSE(list[0]);
   auto* band = dynamic_cast<VelTrigger_5_6*>(list[1].get());
   ASSERT_NE(band, nullptr);
-  EXPECT_EQ(band->testType(), 5);
   EXPECT_EQ(band->payloadLen(), 0x18);
   EXPECT_EQ(band->trigNum(), 7);
-  EXPECT_EQ(band->threshold(), -2);
   EXPECT_EQ(band->preTrigger(), 0x090A);
-  // The list is shared, not copied.
-  EXPECT_EQ(e->triggers()[1].get(), list[1].get());
 }
 
 TEST(VelEnquireTriggerDecode, AnyCountAndAnyTruncation) {
-  // A well-formed response of four records (type 3, 5, 0 and 4), cut at every length and
-  // announcing any count.
-  Bytes full = cat(kTwoRecords, {0x10, 0x00, 0x00, 0x00, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0, 0, 0});
+  // Four records (types 3, 5, 0 and 4) ending at these offsets; cut anywhere, announcing any
+  // count, sometimes with scrambled bytes.
+  Bytes full = cat(kTwoRecords, {0x10, 0, 0, 0, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0, 0, 0});
   full = cat(full, {0x02, 0x00, 0x04, 0x00, 0xAA, 0xBB});
   full[0] = 4;
+  const std::size_t kEnds[] = {5, 31, 49, 55};
   std::unique_ptr<VelEnquireTrigger> whole(VelEnquireTrigger::create(full.data(), full.size()));
   ASSERT_EQ(whole->triggers().size(), 4u);
-  ASSERT_TRUE(whole->triggers()[3]);
-  EXPECT_EQ(whole->triggers()[3]->testType(), 4);
+  ASSERT_TRUE(whole->triggers()[3] && whole->triggers()[2]);
   std::mt19937 rng(7411);
-  std::uniform_int_distribution<int> byte(0, 255);
   for (int round = 0; round < 3000; ++round) {
     Bytes in(full.begin(), full.begin() + static_cast<long>(rng() % (full.size() + 1)));
-    if (!in.empty()) in[0] = static_cast<uint8>(byte(rng));
-    if (round % 3 == 0) {  // scramble a few bytes too
-      for (int k = 0; k < 3 && in.size() > 1; ++k) {
-        in[1 + rng() % (in.size() - 1)] = static_cast<uint8>(byte(rng));
-      }
+    if (!in.empty()) in[0] = static_cast<uint8>(rng());
+    const bool scrambled = round % 3 == 0 && in.size() > 1;
+    for (int k = 0; scrambled && k < 3; ++k) {
+      in[1 + rng() % (in.size() - 1)] = static_cast<uint8>(rng());
     }
+
     std::unique_ptr<VelEnquireTrigger> e(VelEnquireTrigger::create(in.data(), in.size()));
-    ASSERT_TRUE(e);
-    const uint8 announced = in.empty() ? 0 : in[0];
+    const std::size_t announced = in.empty() ? 0 : in[0];
     ASSERT_EQ(e->count(), announced);
     const auto list = e->triggers();
     ASSERT_EQ(list.size(), announced);
-    if (round % 3 != 0 && in.size() == full.size() && announced >= 4) {
-      // Untouched records decode exactly as in the whole response.
-      ASSERT_FALSE(list[0]);
-      for (std::size_t i = 1; i < 4; ++i) ASSERT_TRUE(list[i] && *list[i] == *whole->triggers()[i]);
+    for (std::size_t i = 1; !scrambled && i < 4 && i < announced && kEnds[i] <= in.size(); ++i) {
+      ASSERT_TRUE(list[i] && *list[i] == *whole->triggers()[i]) << "round " << round;
     }
   }
 }
@@ -89,14 +78,7 @@ TEST(VelEnquireTriggerDecode, AnyCountAndAnyTruncation) {
 TEST(VelEnquireTriggerCommand, EmptyAndOverwritingLayouts) {
   Bytes buf(64, 0xEE);
   uint64 len = 0;
-  VelEnquireTrigger().serialize(&len, buf.data());
-  EXPECT_EQ(len, 0u);
-  EXPECT_EQ(buf, Bytes(64, 0xEE));
-
-  // Framed, the empty enquiry is the bare header and its CRC.
-  VelControlMessage msg(std::make_shared<VelEnquireTrigger>());
-  len = 0;
-  msg.serialize(&len, buf.data());
+  VelControlMessage(std::make_shared<VelEnquireTrigger>()).serialize(&len, buf.data());
   EXPECT_EQ(Bytes(buf.begin(), buf.begin() + static_cast<long>(len)),
             (Bytes{0x2A, 0x52, 0x00, 0x00, 0x4B, 0x6F}));
 
@@ -160,7 +142,6 @@ TEST(VelEnquireTriggerControl, SetupResponseCrcIsChecked) {
   ASSERT_NE(band, nullptr);
   EXPECT_EQ(band->errorCode(), 2);
   EXPECT_EQ(band->trigNum(), 7);
-  EXPECT_EQ(band->commandCode(), 0x53);
   EXPECT_EQ(band->errorMes(true), "Trigger 8 error: High Limit Out of Range");
 }
 
