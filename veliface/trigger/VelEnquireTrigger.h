@@ -22,8 +22,8 @@ class VelEnquireTrigger : public VelControlMsgPayload,
   explicit VelEnquireTrigger(std::vector<std::shared_ptr<VelTrigger>> triggers)
       : triggers_(std::move(triggers)) {}
 
-  /// Writes the command payload (empty for an empty list; see the source for the layout
-  /// of a non-empty one).
+  /// Writes the command payload: nothing for an empty list; the records of a non-empty
+  /// list are written over one another at one position (kept as the command behaves).
   void serialize(uint64* len, uint8* buf) const override;
   /// Always 0x52.
   uint8 commandCode() const override { return 0x52; }
