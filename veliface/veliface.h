@@ -34,6 +34,8 @@
 // settings: tags, job settings, job setup, array job settings
 
 // trigger: trigger records, enquiry, event detection
+#include <veliface/trigger/VelEnquireTrigger.h>
+#include <veliface/trigger/VelTrigger.h>
 
 // stream: chunks, payloads, stream processor, data collect
 

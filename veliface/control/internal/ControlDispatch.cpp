@@ -3,6 +3,8 @@
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
 #include <veliface/stream/VelDataCollectCmd.h>
+#include <veliface/trigger/VelEnquireTrigger.h>
+#include <veliface/trigger/VelTrigger.h>
 
 #include <iterator>
 
@@ -28,8 +30,8 @@ const ControlRoute kRoutes[] = {
     {0x4C, kNotHandled, nullptr, true},  {0x4D, kNotHandled, nullptr, true},
     {0x4E, kNotHandled, nullptr, true},  {0x4F, kNotHandled, nullptr, true},
     {0x51, kNotHandled, nullptr, true},
-    {0x52, kNotHandled, nullptr, true},  // EnquireTriggers
-    {0x53, kNotHandled, nullptr, true},  // SetupTrigger
+    {0x52, RouteKind::DeliverAfterCrc, &readPayloadAs<VelEnquireTrigger>, true},  // EnquireTriggers
+    {0x53, RouteKind::DeliverAfterCrc, &readPayloadAs<VelTrigger>, true},  // SetupTrigger
     {0x54, kNotHandled, nullptr, true},  {0x55, kNotHandled, nullptr, true},
     {0x56, kNotHandled, nullptr, true},
     {0x59, RouteKind::DeliverAfterCrc, &readPayloadAs<VelResetCmd>, true},  // ResetDevice
