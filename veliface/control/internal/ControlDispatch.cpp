@@ -1,5 +1,7 @@
 #include <veliface/control/internal/ControlDispatch.h>
 
+#include <veliface/settings/VelJobSetup.h>
+
 #include <iterator>
 
 namespace veliface::control {
@@ -15,9 +17,9 @@ const ControlRoute kRoutes[] = {
     {0x41, kNotHandled, nullptr, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
     {0x43, kNotHandled, nullptr, false},  // CollectData
-    {0x44, kNotHandled, nullptr, true},  // JobSetup
+    {0x44, RouteKind::Deliver, &readPayloadAs<VelJobSetupCmd>, true},  // JobSetup
     {0x45, kNotHandled, nullptr, true},  // Enquire
-    {0x46, kNotHandled, nullptr, true},  // EnquireSetup
+    {0x46, RouteKind::Deliver, &readPayloadAs<VelJobSetupEnq>, true},  // EnquireSetup
     {0x48, kNotHandled, nullptr, true},  {0x49, kNotHandled, nullptr, true},
     {0x4A, kNotHandled, nullptr, true},  {0x4B, kNotHandled, nullptr, true},
     {0x4C, kNotHandled, nullptr, true},  {0x4D, kNotHandled, nullptr, true},
