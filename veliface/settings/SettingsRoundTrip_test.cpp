@@ -83,7 +83,9 @@ JobTagMap sampleMap() {
 void expectSameTag(const std::shared_ptr<VelJobSettingsTag>& got,
                    const std::shared_ptr<VelJobSettingsTag>& want) {
   ASSERT_NE(got, nullptr) << want->toString();
-  EXPECT_EQ(std::type_index(typeid(*got)), std::type_index(typeid(*want))) << want->toString();
+  const VelJobSettingsTag& g = *got;
+  const VelJobSettingsTag& w = *want;
+  EXPECT_EQ(std::type_index(typeid(g)), std::type_index(typeid(w))) << want->toString();
   EXPECT_EQ(got->tagKey(), want->tagKey());
   EXPECT_EQ(got->toString(), want->toString());
 }
@@ -94,7 +96,8 @@ TEST(SettingsRoundTrip, OneDistinctClassPerKeyUnderItsName) {
   ASSERT_EQ(all.size(), 38u);
   std::set<std::type_index> classes;
   for (const Sample& s : all) {
-    classes.insert(std::type_index(typeid(*s.tag)));
+    const VelJobSettingsTag& tag = *s.tag;
+    classes.insert(std::type_index(typeid(tag)));
     EXPECT_EQ(s.tag->tagKey(), s.key) << s.name;
     EXPECT_EQ(VelJobSettingsTag::keyName(s.key), s.name);
     EXPECT_EQ(s.tag->keyString(), std::string("$") + s.name + "=");

@@ -52,7 +52,13 @@ class JobSetupResponse : public ::testing::Test {
   }
 };
 using ResponseClasses = ::testing::Types<VelJobSetupCmd, VelJobSetupEnq>;
-TYPED_TEST_SUITE(JobSetupResponse, ResponseClasses);
+struct ResponseName {
+  template <class T>
+  static std::string GetName(int /*index*/) {
+    return std::is_same_v<T, VelJobSetupCmd> ? "Cmd" : "Enq";
+  }
+};
+TYPED_TEST_SUITE(JobSetupResponse, ResponseClasses, ResponseName);
 
 TYPED_TEST(JobSetupResponse, UnknownKeyIsLoggedAndSkippedByItsLength) {
   LogCapture log;
