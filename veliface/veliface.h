@@ -32,6 +32,11 @@
 #include <veliface/device/VelDeviceType.h>
 
 // settings: tags, job settings, job setup, array job settings
+#include <veliface/settings/ArrayJobSettings.h>
+#include <veliface/settings/VelJobSettings.h>
+#include <veliface/settings/VelJobSettingsTag.h>
+#include <veliface/settings/VelJobSetup.h>
+#include <veliface/settings/VelSettingsTypes.h>
 
 // trigger: trigger records, enquiry, event detection
 #include <veliface/trigger/VelEnquireTrigger.h>
