@@ -32,6 +32,12 @@
 // trigger: trigger records, enquiry, event detection
 
 // stream: chunks, payloads, stream processor, data collect
+#include <veliface/stream/VelStreamChunk.h>
+#include <veliface/stream/VelStreamMessage.h>
+#include <veliface/stream/VelStreamNotifyPayload.h>
+#include <veliface/stream/VelStreamPayloads.h>
+#include <veliface/stream/VelStreamProcessor.h>
+#include <veliface/stream/VelStreamType.h>
 
 // files: WAV and spectrum formats and writers, date stamps
 
