@@ -38,6 +38,12 @@ const Bytes kData = {0x42, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x00, 0x02, 0x82,
                      0x00, 0x02, 0xA1, 0xA2, 0xA3, 0xA4, 0xB1, 0xB2, 0xB3, 0xB4};  // 2 ch x 2 bytes x 2
 const Bytes kTrig = {0x4C, 0x00, 0x00, 0x00, 0x02, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00};
 
+// A copy of `b` with byte `at` replaced.
+Bytes patched(Bytes b, std::size_t at, uint8 value) {
+  if (at < b.size()) b[at] = value;
+  return b;
+}
+
 template <typename P>
 std::unique_ptr<P> read(const Bytes& b) {
   return std::unique_ptr<P>(P::create(b.data(), b.size()));
@@ -128,8 +134,7 @@ TEST(StreamPayloads, DataPayload) {
   EXPECT_EQ(four->numChannels(), 0);
   EXPECT_TRUE(log.lines().empty());
 
-  Bytes v1 = kData;
-  v1[1] = 0x01;
+  const Bytes v1 = patched(kData, 1, 0x01);
   auto unsupported = read<VelStreamDataPayload>(cat({kKeyV0, v1}));
   EXPECT_TRUE(unsupported->eventKey());
   EXPECT_FALSE(unsupported->data());
@@ -152,8 +157,7 @@ TEST(StreamPayloads, StatusPayload) {
 
 TEST(StreamPayloads, UnlistedVersionsAndCutChunksEndThePayload) {
   LogCapture log;
-  Bytes dev2 = kDevCh1;
-  dev2[1] = 0x02;
+  const Bytes dev2 = patched(kDevCh1, 1, 0x02);
   auto h = read<VelStreamEventHeaderPayload>(cat({kKeyV0, kStatus1, dev2, kStatus2}));
   EXPECT_TRUE(h->eventKey());
   EXPECT_EQ(h->streamStatusChunks().size(), 1u);
@@ -161,9 +165,7 @@ TEST(StreamPayloads, UnlistedVersionsAndCutChunksEndThePayload) {
   ASSERT_EQ(log.lines().size(), 1u);
   EXPECT_EQ(log.lines()[0], "Unsupported version 2 of chunk type D in header. Skipping 40 bytes.");
 
-  Bytes trig1 = kTrig;
-  trig1[1] = 0x01;
-  EXPECT_FALSE(read<VelStatusDataPayload>(trig1)->trigChunk());
+  EXPECT_FALSE(read<VelStatusDataPayload>(patched(kTrig, 1, 0x01))->trigChunk());
 
   // A status chunk cut to 10 bytes is dropped; the key before it stays.
   log.clear();

@@ -21,6 +21,16 @@ int StreamInputEvent::getn(int n, uint8* destination) const {
   return static_cast<int>(buffer_.read(destination, static_cast<std::size_t>(n)));
 }
 
+int StreamInputEvent::peekn(int n, uint8* destination) const {
+  if (n <= 0) return 0;
+  return static_cast<int>(buffer_.peek(destination, static_cast<std::size_t>(n)));
+}
+
+int StreamInputEvent::skip(int n) const {
+  if (n <= 0) return 0;
+  return static_cast<int>(buffer_.skip(static_cast<std::size_t>(n)));
+}
+
 VelStreamProcessor::VelStreamProcessor(VelStreamType type)
     : FiniteStateMachine<VelStreamProcessor>(&VelStreamProcessor::st_sync), streamType_(type) {
   addEndState(&VelStreamProcessor::st_endMsg);
@@ -32,7 +42,15 @@ void VelStreamProcessor::st_sync(const StateEvent* e) {
     outOfData_ = true;
     return;
   }
-  ev.getn(2, header_);
+  // A frame that starts right here (the usual case) takes its whole header in one go.
+  ev.peekn(4, header_);
+  if (header_[1] == kMarker) {
+    ev.skip(4);
+    length_ = mav::loadBE<uint16>(header_ + 2);
+    transition(&VelStreamProcessor::st_readPayload);
+    return;
+  }
+  ev.skip(2);  // header_[0] and header_[1] now hold these two bytes
   // The code is the byte just before the first marker; anything earlier is dropped.
   while (header_[1] != kMarker) {
     if (ev.bytesAvailable() < 4) {

@@ -21,6 +21,10 @@ class StreamInputEvent : public StateEvent {
   std::size_t bytesAvailable() const { return buffer_.bytesAvailable(); }
   /// Reads `n` bytes into `destination`; returns the count read.
   int getn(int n, uint8* destination) const;
+  /// Copies up to `n` bytes into `destination` without consuming them; returns the count.
+  int peekn(int n, uint8* destination) const;
+  /// Drops up to `n` bytes; returns the count dropped.
+  int skip(int n) const;
 
  private:
   CircularByteBuffer& buffer_;

@@ -19,8 +19,12 @@ using Bytes = std::vector<uint8>;
 using MsgPtr = std::shared_ptr<VelStreamMessage>;
 
 Bytes frame(uint8 code, const Bytes& payload) {
-  Bytes f = {code, 0x2A, static_cast<uint8>(payload.size() >> 8), static_cast<uint8>(payload.size())};
-  f.insert(f.end(), payload.begin(), payload.end());
+  Bytes f(4 + payload.size());
+  f[0] = code;
+  f[1] = 0x2A;
+  f[2] = static_cast<uint8>(payload.size() >> 8);
+  f[3] = static_cast<uint8>(payload.size());
+  std::copy(payload.begin(), payload.end(), f.begin() + 4);
   return f;
 }
 
