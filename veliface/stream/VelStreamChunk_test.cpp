@@ -209,20 +209,6 @@ TEST(StreamChunk, DataChunkCutShortAllocatesNothing) {
   EXPECT_FALSE(VelStreamDataChunkV0::deserializeShared(&s2, block));
 }
 
-TEST(StreamChunk, DataChunkResetReplacesArrays) {
-  VelStreamDataChunkV0 d;
-  d.ResetI8(16);
-  EXPECT_EQ(d.dataSize(), 16u);
-  EXPECT_EQ(d.data()[15], 0);
-  std::shared_ptr<double[]> values(new double[3]{1.5, 2.5, 3.5});
-  d.ResetD(values, 3);
-  EXPECT_EQ(d.dData().get(), values.get());
-  EXPECT_EQ(d.numDSamps(), 3u);
-  d.ResetD(5);
-  EXPECT_EQ(d.numDSamps(), 5u);
-  EXPECT_NE(d.dData().get(), values.get());
-}
-
 TEST(StreamChunk, PeekChunkLeavesTheStreamInPlace) {
   const Bytes b = {0x44, 0x01, 0x00};
   ByteStream s(b.data(), b.size());
@@ -233,23 +219,6 @@ TEST(StreamChunk, PeekChunkLeavesTheStreamInPlace) {
   EXPECT_EQ(version, 0x01);
   EXPECT_EQ(s.position(), 0u);
   EXPECT_TRUE(s.good());
-}
-
-TEST(StreamChunk, SetupContainerHoldsOneKind) {
-  const Bytes wavBytes = {0x45, 0x00, 0x00, 0x00, 0x00, 0x00, 0x1F, 0x40, 0x00, 0x01, 0x02, 0x01};
-  std::shared_ptr<const VelWavSetupChunk> wav(VelWavSetupChunk::create(wavBytes.data(), wavBytes.size()));
-  VelStreamSetupContainer c(wav);
-  EXPECT_EQ(c.wavSetup(), wav);
-  EXPECT_FALSE(c.fftSetup());
-  EXPECT_EQ(c.wavSetup()->sampleRate(), 8000u);
-
-  stFFT_SETUP_CHUNK_V0 rec{};
-  rec.type = 0x46;
-  rec.numPoints = 256;
-  VelStreamSetupContainer f(std::shared_ptr<const VelFftSetupChunk>(std::make_shared<VelFftSetupChunkV0>(rec)));
-  EXPECT_FALSE(f.wavSetup());
-  EXPECT_EQ(f.fftSetup()->numPoints(), 256);
-  EXPECT_EQ(f.fftSetup()->typecode(), 0x46);
 }
 
 }  // namespace
