@@ -333,7 +333,7 @@ class VelWavSetupChunk final
   /// Bytes per sample (low 7 bits of the format).
   uint8 bytesPerSamp() const { return raw_.sampleFormat & 0x7F; }
   /// The whole format byte times 8. Deliberately not masked: a little-endian format reports
-  /// 1,024 more than its sample width, and consumers test the width against that value.
+  /// 1,024 more than its width, which an 8-bit bit-depth field (the WAV writer's) drops again.
   uint16 bitDepth() const { return static_cast<uint16>(raw_.sampleFormat * 8u); }
   /// True when bit 7 of the format is clear.
   bool isBigEndian() const { return (raw_.sampleFormat & 0x80) == 0; }
