@@ -43,6 +43,12 @@
 #include <veliface/trigger/VelTrigger.h>
 
 // stream: chunks, payloads, stream processor, data collect
+#include <veliface/stream/VelStreamChunk.h>
+#include <veliface/stream/VelStreamMessage.h>
+#include <veliface/stream/VelStreamNotifyPayload.h>
+#include <veliface/stream/VelStreamPayloads.h>
+#include <veliface/stream/VelStreamProcessor.h>
+#include <veliface/stream/VelStreamType.h>
 
 // stream: data collect
 #include <veliface/stream/DataCollChunk.h>
