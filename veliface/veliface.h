@@ -2,6 +2,7 @@
 /// \file Umbrella header: everything a host needs. Link `veliface::veliface`.
 
 // Platform layer
+#include <mavcommon/BufferEvent.h>
 #include <mavcommon/ByteStream.h>
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/Crc16.h>
