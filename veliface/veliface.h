@@ -34,6 +34,12 @@
 // stream: chunks, payloads, stream processor, data collect
 
 // files: WAV and spectrum formats and writers, date stamps
+#include <veliface/files/MavWavFormat.h>
+#include <veliface/files/MavWavHeader.h>
+#include <veliface/files/MavWavInfoData.h>
+#include <veliface/files/MavWavOutFile.h>
+#include <veliface/files/MavWavWriter.h>
+#include <veliface/files/VelDateStamp.h>
 
 // discovery: network discovery and configuration
 
