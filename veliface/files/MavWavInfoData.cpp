@@ -46,7 +46,7 @@ DateBuffer creationDate(long long t) {
                 tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec, 0);
   // Only years beyond four digits need more than the 23 characters that the buffer keeps.
   DateBuffer b{};
-  std::strncpy(b.text, wide, sizeof b.text - 1);
+  std::memcpy(b.text, wide, std::min(std::strlen(wide), sizeof b.text - 1));
   return b;
 }
 
