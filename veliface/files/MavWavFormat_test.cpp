@@ -1,4 +1,5 @@
 #include <veliface/files/MavWavFormat.h>
+#include <veliface/files/MavWavHeader.h>
 #include <veliface/files/MavWavInfoData.h>
 
 #include <LogCapture.h>
@@ -191,6 +192,31 @@ TEST(WavFormat, SensorInfoReaderSkipsUnknownTagsAndStopsAtTruncation) {
   EXPECT_EQ(out->serialNo(0), 42);
   EXPECT_EQ(out->voltsPk(), 3.0f);  // the comment's length runs past the end: left unread
   EXPECT_EQ(out->sensitivity(0), -176);
+}
+
+}  // namespace
+
+namespace {
+
+// Arbitrary bytes, and arbitrary bytes behind valid identifiers, never crash the readers.
+TEST(WavFormat, ReadersSurviveArbitraryBytes) {
+  LogCapture quiet;
+  uint32 seed = 12345;
+  auto next = [&seed] { return static_cast<uint8>((seed = seed * 1103515245u + 12345u) >> 16); };
+  const char* prefixes[] = {"", "INFO", "INFOIART", "INFOICRD", "INFOICMT", "RIFF\x10\0\0\0WAVELIST"};
+  for (int round = 0; round < 600; ++round) {
+    std::string bytes = prefixes[round % 6];
+    const int n = next() % 64;
+    for (int i = 0; i < n; ++i) bytes += static_cast<char>(next() % 4 == 0 ? next() % 8 : next());
+    std::unique_ptr<MavWavInfoDataHF> info(
+        MavWavInfoDataHF::create(reinterpret_cast<const uint8*>(bytes.data()), bytes.size()));
+    ASSERT_NE(info, nullptr);
+    MavWavHeaderProcessor reader;
+    CircularByteBuffer ring(128);
+    ring.write(reinterpret_cast<const uint8*>(bytes.data()), bytes.size());
+    reader.pump(ring);
+    EXPECT_LE(reader.headerSize(), bytes.size());
+  }
 }
 
 }  // namespace

@@ -61,7 +61,8 @@ bool finishDelay(MavWavOutFile* file, uint32 riffSize, uint32 dataSizeOffset, ui
 /// whole multiples of the period on the clock, with gap and sequence checks.
 class MavWavWriter : public FiniteStateMachine<MavWavWriter> {
  public:
-  /// A writer without a period (no rollover by clock) writing to the current directory.
+  /// A writer with period 0 writing to the current directory; give it a period with
+  /// `setMaxLength` before recording (with 0 every block finishes its file).
   MavWavWriter();
   /// A writer with a period of `maxLength` seconds writing into directory `path`.
   MavWavWriter(unsigned int maxLength, std::wstring path);
@@ -90,7 +91,7 @@ class MavWavWriter : public FiniteStateMachine<MavWavWriter> {
 
   /// Sets the directory of the files.
   void setPath(const std::wstring& path) { path_ = path; }
-  /// Sets the recording period in seconds (0: no clock rollover).
+  /// Sets the recording period in seconds.
   void setMaxLength(int seconds) { maxLength_ = seconds; }
   /// The recording period in seconds.
   int maxLength() const { return maxLength_; }
