@@ -57,6 +57,12 @@
 #include <veliface/stream/VelScanStreamConv.h>
 
 // files: WAV and spectrum formats and writers, date stamps
+#include <veliface/files/MavWavFormat.h>
+#include <veliface/files/MavWavHeader.h>
+#include <veliface/files/MavWavInfoData.h>
+#include <veliface/files/MavWavOutFile.h>
+#include <veliface/files/MavWavWriter.h>
+#include <veliface/files/VelDateStamp.h>
 
 // discovery: network discovery and configuration
 #include <veliface/discovery/VelMarcoCommand.h>
