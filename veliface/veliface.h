@@ -28,6 +28,10 @@
 #include <veliface/control/VelSmallCmd.h>
 
 // device: identity, enumerations, device classes
+#include <veliface/device/FcrDevice.h>
+#include <veliface/device/MavDevice.h>
+#include <veliface/device/RowanDevice.h>
+#include <veliface/device/VelDevice.h>
 #include <veliface/device/VelDeviceEnums.h>
 #include <veliface/device/VelDeviceId.h>
 #include <veliface/device/VelDeviceType.h>

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+class VelDevice;
+
 /// The identity of one device: its type and serial number (which alone decide equality and
 /// order), the network information of the device or of its host, its number on that host,
 /// and, for an array host, the identities of the units behind it (owned, copied deeply).
@@ -18,8 +20,9 @@ class VelDeviceId {
   VelDeviceId(VelDeviceType type, unsigned short serial);
   /// The given type, serial and network information.
   VelDeviceId(VelDeviceType type, unsigned short serial, const MavNetHostInfo& info);
-  // VelDeviceId(const VelDevice&) goes here: it takes type, serial and network information
-  // from the device's accessors. It is declared and defined with the device classes.
+  /// The identity of `device`, taken through its accessors `devType()`, `serial()` and
+  /// `netHostInfo()`; no members, host number 0. Defined with the device classes.
+  explicit VelDeviceId(const VelDevice& device);
 
   /// Deep copy; the network information is taken through the source's `netHostInfo()`.
   VelDeviceId(const VelDeviceId& other);
