@@ -33,6 +33,17 @@ class FiniteStateMachine {
   }
   /// Runs the current state's handler once with `e`.
   void dispatch(const StateEvent* e) { (static_cast<Derived*>(this)->*state_)(e); }
+  /// Host pump: leaves an end state reached before, then runs the machine with `e` until it
+  /// reaches an end state again (true) or `outOfData` is set by a state (false). Every run
+  /// of a parser's state consumes bytes, changes state or sets the flag, so this ends.
+  bool runUntilEnd(const StateEvent* e, const bool& outOfData) {
+    if (isEndState()) dispatch(e);
+    while (!outOfData) {
+      dispatch(e);
+      if (isEndState()) return true;
+    }
+    return false;
+  }
 
  private:
   StateHandler state_;

@@ -2,6 +2,7 @@
 /// \file Umbrella header: everything a host needs. Link `veliface::veliface`.
 
 // Platform layer
+#include <mavcommon/BufferEvent.h>
 #include <mavcommon/ByteStream.h>
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/Crc16.h>
@@ -56,6 +57,12 @@
 #include <veliface/stream/VelScanStreamConv.h>
 
 // files: WAV and spectrum formats and writers, date stamps
+#include <veliface/files/MavWavFormat.h>
+#include <veliface/files/MavWavHeader.h>
+#include <veliface/files/MavWavInfoData.h>
+#include <veliface/files/MavWavOutFile.h>
+#include <veliface/files/MavWavWriter.h>
+#include <veliface/files/VelDateStamp.h>
 
 // discovery: network discovery and configuration
 #include <veliface/discovery/VelMarcoCommand.h>

@@ -10,11 +10,6 @@
 using veliface::control::ControlRoute;
 using veliface::control::RouteKind;
 
-int ControlResponseEvent::getn(int n, uint8* destination) const {
-  if (n <= 0) return 0;
-  return static_cast<int>(buffer_.read(destination, static_cast<std::size_t>(n)));
-}
-
 VelControlProcessor::VelControlProcessor()
     : FiniteStateMachine<VelControlProcessor>(&VelControlProcessor::st_sync) {
   addEndState(&VelControlProcessor::st_endMsg);
@@ -129,11 +124,5 @@ void VelControlProcessor::st_endMsg(const StateEvent* /*e*/) {
 std::shared_ptr<VelControlMessage> VelControlProcessor::pump(CircularByteBuffer& buffer) {
   ControlResponseEvent ev(buffer);
   notifyDataAvailable();
-  if (isEndState()) dispatch(&ev);
-  // Every run either consumes bytes, changes state or sets the flag, so this ends.
-  while (!outOfData_) {
-    dispatch(&ev);
-    if (isEndState()) return message_;
-  }
-  return nullptr;
+  return runUntilEnd(&ev, outOfData_) ? message_ : nullptr;
 }

@@ -3,6 +3,7 @@
 
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/FiniteStateMachine.h>
+#include <mavcommon/BufferEvent.h>
 #include <mavcommon/StateEvent.h>
 #include <veliface/common/VelCommand.h>
 
@@ -10,17 +11,9 @@
 #include <vector>
 
 /// The event that runs the control processor: the host's receive buffer.
-class ControlResponseEvent : public StateEvent {
+class ControlResponseEvent : public BufferEvent {
  public:
-  /// Wraps the host's buffer (not owned; it must outlive the event).
-  explicit ControlResponseEvent(CircularByteBuffer& buffer) : buffer_(buffer) {}
-  /// Number of unread bytes in the buffer.
-  std::size_t bytesAvailable() const { return buffer_.bytesAvailable(); }
-  /// Reads `n` bytes into `destination`; returns the count read.
-  int getn(int n, uint8* destination) const;
-
- private:
-  CircularByteBuffer& buffer_;
+  using BufferEvent::BufferEvent;
 };
 
 /// Turns the bytes of a device's control channel into response messages.

@@ -35,11 +35,6 @@ const MarcoRoute* findRoute(uint8 code) {
 
 }  // namespace
 
-int MarcoMessageEvent::getn(int n, uint8_t* destination) const {
-  if (n <= 0) return 0;
-  return static_cast<int>(buffer_.read(destination, static_cast<std::size_t>(n)));
-}
-
 VelMarcoProcessor::VelMarcoProcessor()
     : FiniteStateMachine<VelMarcoProcessor>(&VelMarcoProcessor::st_sync) {
   addEndState(&VelMarcoProcessor::st_endMsg);
@@ -116,11 +111,5 @@ void VelMarcoProcessor::st_endMsg(const StateEvent* /*e*/) {
 std::shared_ptr<VelMarcoCommand> VelMarcoProcessor::pump(CircularByteBuffer& buffer) {
   MarcoMessageEvent ev(buffer);
   notifyDataAvailable();
-  if (isEndState()) dispatch(&ev);
-  // Every run either consumes bytes, changes state or sets the flag, so this ends.
-  while (!outOfData_) {
-    dispatch(&ev);
-    if (isEndState()) return message_;
-  }
-  return nullptr;
+  return runUntilEnd(&ev, outOfData_) ? message_ : nullptr;
 }

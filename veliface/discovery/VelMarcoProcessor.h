@@ -3,6 +3,7 @@
 
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/FiniteStateMachine.h>
+#include <mavcommon/BufferEvent.h>
 #include <mavcommon/StateEvent.h>
 #include <veliface/discovery/VelMarcoCommand.h>
 
@@ -10,17 +11,9 @@
 #include <vector>
 
 /// The event that runs the discovery processor: the host's receive buffer.
-class MarcoMessageEvent : public StateEvent {
+class MarcoMessageEvent : public BufferEvent {
  public:
-  /// Wraps the host's buffer (not owned; it must outlive the event).
-  explicit MarcoMessageEvent(CircularByteBuffer& buffer) : buffer_(buffer) {}
-  /// Number of unread bytes in the buffer.
-  std::size_t bytesAvailable() const { return buffer_.bytesAvailable(); }
-  /// Reads `n` bytes into `destination`; returns the count read.
-  int getn(int n, uint8_t* destination) const;
-
- private:
-  CircularByteBuffer& buffer_;
+  using BufferEvent::BufferEvent;
 };
 
 /// Turns the bytes that devices send in answer to Marco requests into messages.

@@ -16,21 +16,6 @@ constexpr uint8 kEventHeader = 0x32;
 constexpr uint8 kStatus = 0x35;
 }  // namespace
 
-int StreamInputEvent::getn(int n, uint8* destination) const {
-  if (n <= 0) return 0;
-  return static_cast<int>(buffer_.read(destination, static_cast<std::size_t>(n)));
-}
-
-int StreamInputEvent::peekn(int n, uint8* destination) const {
-  if (n <= 0) return 0;
-  return static_cast<int>(buffer_.peek(destination, static_cast<std::size_t>(n)));
-}
-
-int StreamInputEvent::skip(int n) const {
-  if (n <= 0) return 0;
-  return static_cast<int>(buffer_.skip(static_cast<std::size_t>(n)));
-}
-
 VelStreamProcessor::VelStreamProcessor(VelStreamType type)
     : FiniteStateMachine<VelStreamProcessor>(&VelStreamProcessor::st_sync), streamType_(type) {
   addEndState(&VelStreamProcessor::st_endMsg);
@@ -131,11 +116,5 @@ void VelStreamProcessor::st_endMsg(const StateEvent* /*e*/) {
 std::shared_ptr<VelStreamMessage> VelStreamProcessor::pump(CircularByteBuffer& buffer) {
   StreamInputEvent ev(buffer);
   notifyDataAvailable();
-  if (isEndState()) dispatch(&ev);
-  // Every run consumes bytes, changes state or sets the flag, so this ends.
-  while (!outOfData_) {
-    dispatch(&ev);
-    if (isEndState()) return message_;
-  }
-  return nullptr;
+  return runUntilEnd(&ev, outOfData_) ? message_ : nullptr;
 }

@@ -4,6 +4,7 @@
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/FiniteStateMachine.h>
 #include <mavcommon/MavTypes.h>
+#include <mavcommon/BufferEvent.h>
 #include <mavcommon/StateEvent.h>
 #include <veliface/stream/VelStreamMessage.h>
 #include <veliface/stream/VelStreamType.h>
@@ -13,21 +14,9 @@
 #include <vector>
 
 /// The event that runs the stream processor: the host's receive buffer.
-class StreamInputEvent : public StateEvent {
+class StreamInputEvent : public BufferEvent {
  public:
-  /// Wraps the host's buffer (not owned; it must outlive the event).
-  explicit StreamInputEvent(CircularByteBuffer& buffer) : buffer_(buffer) {}
-  /// Number of unread bytes in the buffer.
-  std::size_t bytesAvailable() const { return buffer_.bytesAvailable(); }
-  /// Reads `n` bytes into `destination`; returns the count read.
-  int getn(int n, uint8* destination) const;
-  /// Copies up to `n` bytes into `destination` without consuming them; returns the count.
-  int peekn(int n, uint8* destination) const;
-  /// Drops up to `n` bytes; returns the count dropped.
-  int skip(int n) const;
-
- private:
-  CircularByteBuffer& buffer_;
+  using BufferEvent::BufferEvent;
 };
 
 /// Turns the bytes of one stream channel into stream messages.
