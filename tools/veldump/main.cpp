@@ -1,8 +1,10 @@
 // veldump: the command line. Each subcommand is one call into veldump_lib.
 #include "Capture.h"
+#include "WavFile.h"
 
 #include <CLI/CLI.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -37,11 +39,40 @@ int main(int argc, char** argv) {
                 "print one JSON object per line instead of text: messages, {\"log\": ...} and "
                 "{\"summary\": ...}; e.g. veldump capture c.bin --channel control --json");
 
+  // wav
+  std::string wavFile;
+  CLI::App* wav = app.add_subcommand(
+      "wav",
+      "Print a WAV recording's format, sizes, duration and INFO metadata, and check that the "
+      "RIFF and data sizes fit the file length and the data is whole blocks. Exit 0 OK, "
+      "1 problem found, 2 unreadable.\n"
+      "Example: veldump wav rec/HF1234_20240101_120000.wav");
+  wav->add_option("FILE", wavFile, "WAV file to check, e.g. rec/log.wav")->required();
+
+  // repair
+  std::string repairFile;
+  std::string repairOut;
+  CLI::App* repair = app.add_subcommand(
+      "repair",
+      "Rewrite the RIFF and data sizes of a WAV file cut off before it was finished (sizes 0 "
+      "or stale) from the file length; the data size is rounded down to whole blocks and a "
+      "partial block is dropped; the INFO metadata is kept. A file that is already right is "
+      "left alone.\n"
+      "Example: veldump repair rec/log.wav   or   veldump repair rec/log.wav --output fixed.wav");
+  repair->add_option("FILE", repairFile, "WAV file to repair, e.g. rec/log.wav")->required();
+  repair->add_option("--output,-o", repairOut,
+                     "write the repaired file here instead of replacing FILE (default: in place, "
+                     "through a temporary file renamed over FILE); e.g. --output fixed.wav");
+
   CLI11_PARSE(app, argc, argv);
+
+  if (wav->parsed()) return veldump::printWavReport(veldump::inspectWav(wavFile), std::cout);
+  if (repair->parsed()) return veldump::repairWav(repairFile, repairOut, std::cout);
 
   if (cap->parsed()) {
     std::ifstream in(capFile, std::ios::binary);
-    if (!in) {
+    std::error_code ec;
+    if (!in || !std::filesystem::is_regular_file(capFile, ec)) {
       std::cerr << "veldump: cannot open capture '" << capFile << "'\n";
       return 2;
     }
