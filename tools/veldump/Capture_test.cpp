@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -163,6 +164,21 @@ TEST(Capture, EmptyAndCutCapturesEndWithASummary) {
   const auto lines = run(Bytes(cut.begin(), cut.end() - 10), veldump::Channel::Stream);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0], "# summary: messages=0 logLines=0 bytes=90 undecoded=86");
+}
+
+TEST(Capture, ArbitraryBytesOnEveryChannelEndInASummaryThatCountsThem) {
+  std::mt19937 rng(7);
+  for (auto ch : {veldump::Channel::Control, veldump::Channel::Stream, veldump::Channel::Discovery}) {
+    for (int round = 0; round < 20; ++round) {
+      Bytes noise(static_cast<std::size_t>(rng() % 3000));
+      for (auto& b : noise) b = static_cast<uint8_t>(rng() % 4 == 0 ? 0x2A : rng());
+      const auto lines = run(noise, ch);
+      ASSERT_FALSE(lines.empty());
+      EXPECT_EQ(lines.back().rfind("# summary: ", 0), 0u);
+      EXPECT_NE(lines.back().find(" bytes=" + std::to_string(noise.size()) + " "), std::string::npos)
+          << lines.back();
+    }
+  }
 }
 
 }  // namespace
