@@ -2,6 +2,7 @@
 
 #include <veliface/common/VelLog.h>
 #include <veliface/files/VelDateStamp.h>
+#include <veliface/files/internal/DeviceFacts.h>
 #include <veliface/files/internal/WideText.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
@@ -408,3 +409,45 @@ bool MavSpectrumFileData::deserialise(const std::string& line, int day) {
 
 std::ostream& operator<<(std::ostream& os, const MavSpectrumFileData& d) { return writeData(os, d); }
 std::wostream& operator<<(std::wostream& os, const MavSpectrumFileData& d) { return writeData(os, d); }
+
+// --- from a stream -------------------------------------------------------------------------
+
+MavSpectrumFileHeader* MavSpectrumFileHeader::fromEventHdr(const VelStreamEventHeaderPayload& hdr,
+                                                           std::shared_ptr<VelDevice> device) {
+  const auto fft = hdr.streamSetupChunk().fftSetup();
+  if (!fft) {
+    VelLog::write(
+        "static MavSpectrumFileHeader* MavSpectrumFileHeader::fromEventHdr(const VelStreamEventHeaderPayload&, "
+        "std::shared_ptr<VelDevice>) WARNING: Event header contains no fft setup chunk. Fft Logger may be "
+        "connected to the wrong stream.");
+    return nullptr;
+  }
+  auto* h = new MavSpectrumFileHeader;
+  h->fname_ = "spectrumlog";
+  h->computerName_ = "HOST";
+  h->userName_ = "USER";
+  h->clientName_ = "CLIENT";
+  h->jobName_ = "JOB";
+  h->personnel_ = "PERSONNEL";
+  h->author_ = "Tidewells' Wren II";
+  if (const auto key = hdr.eventKey()) {
+    h->startDt_ = key->timeStamp();
+    h->startSample_ = key->seqNum();
+  }
+  const auto& infos = hdr.deviceInfoChunks();
+  const veliface::files::DeviceFacts facts =
+      veliface::files::deviceFacts(device, infos.empty() ? nullptr : infos.front().get());
+  h->devId_ = VelDeviceId(facts.type, facts.serial);
+  h->firmware_ = facts.firmware;
+  h->sensitivity_ = facts.sensitivity;
+  // Both setup versions answer every field; the reference level is a signed dB value
+  // carried in an unsigned field.
+  h->refLevelVolts_ = static_cast<int16_t>(fft->refLevel());
+  h->sampleRate_ = static_cast<int32_t>(fft->sampleRate());
+  h->numPts_ = fft->numPoints();
+  h->numPtsBtw_ = fft->samplesBtwFfts();
+  h->powerCalc_ = fft->procType();
+  h->accums_ = fft->accumCount();
+  h->recordedBinWidth_ = h->binWidth();
+  return h;
+}
