@@ -58,13 +58,15 @@ Utf8FileBuf::int_type Utf8FileBuf::overflow(int_type c) {
 
 std::streamsize Utf8FileBuf::xsputn(const wchar_t* s, std::streamsize n) {
   if (fd_ < 0) return 0;
-  for (std::streamsize i = 0; i < n; ++i) {
-    const wchar_t c = s[i];
-    if (static_cast<unsigned long>(c) < 0x80) {
-      out_.push_back(static_cast<char>(c));
-    } else {
-      appendUtf8(out_, c);
-    }
+  // Spectrum text is ASCII but for the odd name: copy bytes straight, encode the rest.
+  const std::size_t start = out_.size();
+  out_.resize(start + static_cast<std::size_t>(n));
+  char* p = out_.data() + start;
+  std::streamsize i = 0;
+  for (; i < n && static_cast<unsigned long>(s[i]) < 0x80; ++i) *p++ = static_cast<char>(s[i]);
+  if (i < n) {
+    out_.resize(static_cast<std::size_t>(p - out_.data()));
+    for (; i < n; ++i) appendUtf8(out_, s[i]);
   }
   if (out_.size() >= kHighWater && !writeOut()) return 0;
   return n;
