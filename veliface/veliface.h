@@ -32,12 +32,23 @@
 #include <veliface/device/VelDeviceType.h>
 
 // settings: tags, job settings, job setup, array job settings
+#include <veliface/settings/ArrayJobSettings.h>
+#include <veliface/settings/VelJobSettings.h>
+#include <veliface/settings/VelJobSettingsTag.h>
+#include <veliface/settings/VelJobSetup.h>
+#include <veliface/settings/VelSettingsTypes.h>
 
 // trigger: trigger records, enquiry, event detection
 #include <veliface/trigger/VelEnquireTrigger.h>
 #include <veliface/trigger/VelTrigger.h>
 
 // stream: chunks, payloads, stream processor, data collect
+#include <veliface/stream/VelStreamChunk.h>
+#include <veliface/stream/VelStreamMessage.h>
+#include <veliface/stream/VelStreamNotifyPayload.h>
+#include <veliface/stream/VelStreamPayloads.h>
+#include <veliface/stream/VelStreamProcessor.h>
+#include <veliface/stream/VelStreamType.h>
 
 // stream: data collect
 #include <veliface/stream/DataCollChunk.h>

@@ -2,6 +2,7 @@
 
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
+#include <veliface/settings/VelJobSetup.h>
 #include <veliface/stream/VelDataCollectCmd.h>
 #include <veliface/trigger/VelEnquireTrigger.h>
 #include <veliface/trigger/VelTrigger.h>
@@ -22,9 +23,9 @@ const ControlRoute kRoutes[] = {
     {0x41, RouteKind::Deliver, &readPayloadAs<VelSetTimeCmd>, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
     {0x43, RouteKind::Deliver, &readPayloadAs<VelDataCollectCmd>, false},  // CollectData
-    {0x44, kNotHandled, nullptr, true},  // JobSetup
+    {0x44, RouteKind::Deliver, &readPayloadAs<VelJobSetupCmd>, true},  // JobSetup
     {0x45, RouteKind::Deliver, &readPayloadAs<VelEnquireCmd>, true},  // Enquire
-    {0x46, kNotHandled, nullptr, true},  // EnquireSetup
+    {0x46, RouteKind::Deliver, &readPayloadAs<VelJobSetupEnq>, true},  // EnquireSetup
     {0x48, kNotHandled, nullptr, true},  {0x49, kNotHandled, nullptr, true},
     {0x4A, kNotHandled, nullptr, true},  {0x4B, kNotHandled, nullptr, true},
     {0x4C, kNotHandled, nullptr, true},  {0x4D, kNotHandled, nullptr, true},

@@ -1,0 +1,141 @@
+#include <veliface/stream/VelStreamProcessor.h>
+
+#include <mavcommon/ByteStream.h>
+#include <mavcommon/Endian.h>
+#include <veliface/common/VelLog.h>
+#include <veliface/stream/VelStreamNotifyPayload.h>
+#include <veliface/stream/VelStreamPayloads.h>
+
+#include <string>
+
+namespace {
+constexpr uint8 kMarker = 0x2A;
+constexpr uint8 kNotify = 0x30;
+constexpr uint8 kData = 0x31;
+constexpr uint8 kEventHeader = 0x32;
+constexpr uint8 kStatus = 0x35;
+}  // namespace
+
+int StreamInputEvent::getn(int n, uint8* destination) const {
+  if (n <= 0) return 0;
+  return static_cast<int>(buffer_.read(destination, static_cast<std::size_t>(n)));
+}
+
+int StreamInputEvent::peekn(int n, uint8* destination) const {
+  if (n <= 0) return 0;
+  return static_cast<int>(buffer_.peek(destination, static_cast<std::size_t>(n)));
+}
+
+int StreamInputEvent::skip(int n) const {
+  if (n <= 0) return 0;
+  return static_cast<int>(buffer_.skip(static_cast<std::size_t>(n)));
+}
+
+VelStreamProcessor::VelStreamProcessor(VelStreamType type)
+    : FiniteStateMachine<VelStreamProcessor>(&VelStreamProcessor::st_sync), streamType_(type) {
+  addEndState(&VelStreamProcessor::st_endMsg);
+}
+
+void VelStreamProcessor::st_sync(const StateEvent* e) {
+  const auto& ev = *static_cast<const StreamInputEvent*>(e);
+  if (ev.bytesAvailable() < 4) {
+    outOfData_ = true;
+    return;
+  }
+  // A frame that starts right here (the usual case) takes its whole header in one go.
+  ev.peekn(4, header_);
+  if (header_[1] == kMarker) {
+    ev.skip(4);
+    length_ = mav::loadBE<uint16>(header_ + 2);
+    transition(&VelStreamProcessor::st_readPayload);
+    return;
+  }
+  ev.skip(2);  // header_[0] and header_[1] now hold these two bytes
+  // The code is the byte just before the first marker; anything earlier is dropped.
+  while (header_[1] != kMarker) {
+    if (ev.bytesAvailable() < 4) {
+      // Deliberately lossy: the two bytes in hand are not kept, the next run starts over
+      // with fresh bytes. Clean streams never get here, since a frame starts with its code.
+      outOfData_ = true;
+      return;
+    }
+    header_[0] = header_[1];
+    ev.getn(1, &header_[1]);
+  }
+  ev.getn(2, header_ + 2);
+  length_ = mav::loadBE<uint16>(header_ + 2);
+  transition(&VelStreamProcessor::st_readPayload);
+}
+
+std::shared_ptr<uint8[]> VelStreamProcessor::frameBlock(uint16 length) {
+  Block* freeSlot = nullptr;
+  for (Block& b : blocks_) {
+    if (!b.bytes || b.bytes.use_count() == 1) {
+      if (b.bytes && b.size >= length) return b.bytes;
+      if (!freeSlot) freeSlot = &b;
+    }
+  }
+  // Never larger than the frame's own length field allows.
+  std::shared_ptr<uint8[]> fresh(new uint8[length]);
+  if (freeSlot) *freeSlot = Block{fresh, length};
+  return fresh;
+}
+
+void VelStreamProcessor::st_readPayload(const StateEvent* e) {
+  const auto& ev = *static_cast<const StreamInputEvent*>(e);
+  // Unlike the control channel, a frame is never abandoned: its payload is awaited.
+  if (length_ > ev.bytesAvailable()) {
+    outOfData_ = true;
+    return;
+  }
+  const uint8 code = header_[0];
+  std::shared_ptr<VelStreamMessagePayload> payload;
+  if (code == kData) {
+    // Sample data is read once, straight into a block that the data chunk then shares.
+    std::shared_ptr<uint8[]> block = frameBlock(length_);
+    ev.getn(length_, block.get());
+    ByteStream s(block.get(), length_);
+    payload = VelStreamDataPayload::deserializeShared(&s, block);
+  } else {
+    scratch_.resize(length_);
+    ev.getn(length_, scratch_.data());
+    ByteStream s(scratch_.data(), length_);
+    switch (code) {
+      case kNotify:
+        payload.reset(VelStreamNotifyPayload::deserialize(&s));
+        break;
+      case kEventHeader:
+        payload.reset(VelStreamEventHeaderPayload::deserialize(&s));
+        break;
+      case kStatus:
+        payload.reset(VelStatusDataPayload::deserialize(&s));
+        break;
+      default: {
+        std::string line = "Unknown message on stream. Code=";
+        line += static_cast<char>(code);
+        VelLog::write(line);
+        transition(&VelStreamProcessor::st_sync);
+        return;
+      }
+    }
+  }
+  payload->setStreamType(streamType_);
+  message_ = std::make_shared<VelStreamMessage>(std::move(payload));
+  transition(&VelStreamProcessor::st_endMsg);
+}
+
+void VelStreamProcessor::st_endMsg(const StateEvent* /*e*/) {
+  transition(&VelStreamProcessor::st_sync);
+}
+
+std::shared_ptr<VelStreamMessage> VelStreamProcessor::pump(CircularByteBuffer& buffer) {
+  StreamInputEvent ev(buffer);
+  notifyDataAvailable();
+  if (isEndState()) dispatch(&ev);
+  // Every run consumes bytes, changes state or sets the flag, so this ends.
+  while (!outOfData_) {
+    dispatch(&ev);
+    if (isEndState()) return message_;
+  }
+  return nullptr;
+}

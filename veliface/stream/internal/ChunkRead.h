@@ -1,0 +1,140 @@
+#pragma once
+// The one routine that reads a fixed-size chunk: the whole record in one read, then the
+// record's listed fields turned from big-endian into host order in place. The per-record
+// tables below are the only place that says which fields a chunk converts.
+
+#include <mavcommon/ByteStream.h>
+#include <mavcommon/Endian.h>
+#include <veliface/stream/VelStreamChunk.h>
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+namespace veliface::stream {
+
+/// What the reader does with one field of a raw record after reading it.
+enum class FieldAction : uint8 { BigEndian, Drop };
+
+/// One field of a raw record: where it lies and what happens to it.
+struct RecordField {
+  std::size_t offset;
+  std::size_t size;
+  FieldAction action;
+};
+
+template <typename Rec>
+struct RecordLayout;  // each raw record lists its fields below
+
+#define VEL_BE(rec, member) \
+  RecordField { offsetof(rec, member), sizeof(rec::member), FieldAction::BigEndian }
+
+template <>
+struct RecordLayout<stKEY_CHUNK_V0> {
+  static constexpr std::array<RecordField, 4> fields{
+      {VEL_BE(stKEY_CHUNK_V0, header), VEL_BE(stKEY_CHUNK_V0, timeStamp),
+       VEL_BE(stKEY_CHUNK_V0, seqNumHigh), VEL_BE(stKEY_CHUNK_V0, seqNumLow)}};
+};
+template <>
+struct RecordLayout<stKEY_CHUNK_V1> {
+  // The reserved bytes are skipped on reading, not kept.
+  static constexpr std::array<RecordField, 5> fields{
+      {VEL_BE(stKEY_CHUNK_V1, header), VEL_BE(stKEY_CHUNK_V1, timeStamp),
+       VEL_BE(stKEY_CHUNK_V1, seqNumHigh), VEL_BE(stKEY_CHUNK_V1, seqNumLow),
+       RecordField{offsetof(stKEY_CHUNK_V1, reserved), 3, FieldAction::Drop}}};
+};
+template <>
+struct RecordLayout<stDEVICE_CHUNK_V0> {
+  static constexpr std::array<RecordField, 2> fields{
+      {VEL_BE(stDEVICE_CHUNK_V0, serialNo), VEL_BE(stDEVICE_CHUNK_V0, sensitivity)}};
+};
+template <>
+struct RecordLayout<stDEVICE_CHUNK_V1> {
+  static constexpr std::array<RecordField, 2> fields{
+      {VEL_BE(stDEVICE_CHUNK_V1, serialNo), VEL_BE(stDEVICE_CHUNK_V1, sensitivity)}};
+};
+template <>
+struct RecordLayout<stSTATUS_CHUNK_V0> {
+  static constexpr std::array<RecordField, 2> fields{
+      {VEL_BE(stSTATUS_CHUNK_V0, temperature), VEL_BE(stSTATUS_CHUNK_V0, humidity)}};
+};
+template <>
+struct RecordLayout<stWAVE_SETUP_CHUNK_V0> {
+  static constexpr std::array<RecordField, 2> fields{
+      {VEL_BE(stWAVE_SETUP_CHUNK_V0, sampleRate), VEL_BE(stWAVE_SETUP_CHUNK_V0, gain)}};
+};
+template <>
+struct RecordLayout<stFFT_SETUP_CHUNK_V0> {
+  static constexpr std::array<RecordField, 7> fields{
+      {VEL_BE(stFFT_SETUP_CHUNK_V0, sampleRate), VEL_BE(stFFT_SETUP_CHUNK_V0, numPoints),
+       VEL_BE(stFFT_SETUP_CHUNK_V0, refLevel), VEL_BE(stFFT_SETUP_CHUNK_V0, procType),
+       VEL_BE(stFFT_SETUP_CHUNK_V0, samplesBtwFfts), VEL_BE(stFFT_SETUP_CHUNK_V0, accumCount),
+       VEL_BE(stFFT_SETUP_CHUNK_V0, weighting)}};
+};
+template <>
+struct RecordLayout<stFFT_SETUP_CHUNK_V1> {
+  static constexpr std::array<RecordField, 7> fields{
+      {VEL_BE(stFFT_SETUP_CHUNK_V1, sampleRate), VEL_BE(stFFT_SETUP_CHUNK_V1, numPoints),
+       VEL_BE(stFFT_SETUP_CHUNK_V1, refLevel), VEL_BE(stFFT_SETUP_CHUNK_V1, procType),
+       VEL_BE(stFFT_SETUP_CHUNK_V1, samplesBtwFfts), VEL_BE(stFFT_SETUP_CHUNK_V1, accumCount),
+       VEL_BE(stFFT_SETUP_CHUNK_V1, weighting)}};
+};
+template <>
+struct RecordLayout<stAMPLITUDE_CHUNK_V0> {
+  static constexpr std::array<RecordField, 4> fields{
+      {VEL_BE(stAMPLITUDE_CHUNK_V0, maxCount), VEL_BE(stAMPLITUDE_CHUNK_V0, minCount),
+       VEL_BE(stAMPLITUDE_CHUNK_V0, maxAmplitude), VEL_BE(stAMPLITUDE_CHUNK_V0, minAmplitude)}};
+};
+template <>
+struct RecordLayout<stTRIG_CHUNK_V0> {
+  static constexpr std::array<RecordField, 0> fields{};
+};
+
+#undef VEL_BE
+
+/// Turns `size` big-endian bytes at `p` into a host-order integer stored at `p`.
+inline void bigEndianToHost(uint8* p, std::size_t size) {
+  if (size == 2) {
+    const uint16 v = mav::loadBE<uint16>(p);
+    std::memcpy(p, &v, sizeof v);
+  } else if (size == 4) {
+    const uint32 v = mav::loadBE<uint32>(p);
+    std::memcpy(p, &v, sizeof v);
+  }
+}
+
+/// Reads one whole record of type `Rec` and converts its listed fields. On a short stream
+/// `rec` is left as it was and false is returned.
+template <typename Rec>
+bool readRecord(ByteStream* s, Rec& rec) {
+  uint8 raw[sizeof(Rec)];
+  if (!s->read(raw, sizeof raw).good()) return false;
+  for (const RecordField& f : RecordLayout<Rec>::fields) {
+    if (f.action == FieldAction::BigEndian) {
+      bigEndianToHost(raw + f.offset, f.size);
+    } else {
+      std::memset(raw + f.offset, 0, f.size);
+    }
+  }
+  std::memcpy(&rec, raw, sizeof rec);
+  return true;
+}
+
+/// Reads a fixed chunk into a new object (constructor defaults kept on a short stream).
+template <typename Chunk>
+Chunk* newFixedChunk(ByteStream* s) {
+  typename Chunk::Record rec{};
+  readRecord(s, rec);
+  return new Chunk(rec);
+}
+
+/// Reads a fixed chunk into a shared object, or returns empty on a short stream.
+template <typename Chunk>
+std::shared_ptr<Chunk> readFixedChunk(ByteStream* s) {
+  typename Chunk::Record rec{};
+  if (!readRecord(s, rec)) return nullptr;
+  return std::make_shared<Chunk>(rec);
+}
+
+}  // namespace veliface::stream
