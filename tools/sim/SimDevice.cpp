@@ -6,7 +6,7 @@
 #include <mavcommon/Endian.h>
 #include <mavcommon/MavMacAddr.h>
 #include <veliface/common/VelCommandCode.h>
-#include <veliface/settings/VelJobSetupCmd.h>
+#include <veliface/settings/VelJobSetup.h>
 #include <veliface/trigger/VelTrigger.h>
 
 #include <algorithm>
@@ -38,7 +38,12 @@ constexpr uint16 kErrTagLength = 0xFFF4;
 constexpr uint16 kErrBadValue = 0xFFF5;
 constexpr uint16 kErrShortPayload = 0xFFFB;
 
-enum Verdict : uint16 { kOk = 0, kInvalid = 1, kConflict = 2, kTooHigh = 4, kTooLow = 5 };
+// Verdicts per tag.
+constexpr uint16 kOk = 0;
+constexpr uint16 kInvalid = 1;
+constexpr uint16 kConflict = 2;
+constexpr uint16 kTooHigh = 4;
+constexpr uint16 kTooLow = 5;
 
 // Trigger error codes: bits for limit faults, single codes above 244.
 constexpr uint8 kTrigHighLimit = 0x02;
@@ -126,14 +131,14 @@ uint16 scalarVerdict(uint16 key, uint32 raw) {
   }
 }
 
-// Whether the library knows `key` as a job tag: decode a one-tag setup carrying it.
-bool isKnownTagKey(uint16 key, const Bytes& value) {
+// Whether the library knows `key` as a job tag: decode a one-tag setup carrying it with a
+// zero value long enough for any layout (the length is judged separately).
+bool isKnownTagKey(uint16 key) {
   Bytes p;
   Le w{p};
-  w.put<uint16>(kTagSetup).put<uint16>(1).put<uint16>(key).put(static_cast<uint16>(value.size()));
-  w.bytes(value.data(), value.size());
+  w.put<uint16>(kTagSetup).put<uint16>(1).put<uint16>(key).put<uint16>(8).put<uint64>(0);
   std::unique_ptr<VelJobSetupCmd> cmd(VelJobSetupCmd::create(p.data(), p.size()));
-  return cmd && cmd->containsTag(key);
+  return cmd && cmd->containsTag(static_cast<JobTagKey>(key));
 }
 
 bool isListKey(uint16 key) { return key >= 0x8000; }
@@ -224,6 +229,35 @@ StreamParams SimDevice::streamParams() const {
   p.procType = static_cast<uint16>(jobValue(kTagFftType, 0));
   p.weighting = static_cast<uint16>(jobValue(kTagFftWeight, 0));
   return p;
+}
+
+StreamSetup SimDevice::streamSetup(StreamKind kind, int64 startSeconds, uint32 startNanos) const {
+  const StreamParams p = streamParams();
+  StreamSetup s;
+  s.kind = kind;
+  s.sampleRate = kind == StreamKind::Waveform ? p.sampleRate : p.fftSampleRate;
+  s.bitDepth = p.bitDepth;
+  s.littleEndian = p.littleEndian;
+  s.channels = p.channels;
+  s.gain = p.gain;
+  s.fftPoints = p.fftPoints;
+  s.fftHop = p.fftHop;
+  s.fftAccum = p.fftAccum;
+  s.refLevel = p.refLevel;
+  s.procType = p.procType;
+  s.weighting = p.weighting;
+  s.model = static_cast<uint8>(config_.type);
+  // Firmware "2.14.1" travels as the bytes 2, 14, 1.
+  unsigned parts[3] = {0, 0, 0};
+  std::sscanf(config_.firmware.c_str(), "%u.%u.%u", &parts[0], &parts[1], &parts[2]);
+  for (int i = 0; i < 3; ++i) s.fwVer[static_cast<std::size_t>(i)] = static_cast<uint8>(parts[i]);
+  s.serial = config_.serial;
+  s.sensitivity = config_.sensitivity;
+  if (config_.type == 8) s.members = config_.members;
+  s.startSeconds = startSeconds;
+  s.startNanos = startNanos;
+  s.seed = config_.seed;
+  return s;
 }
 
 void SimDevice::emit(const std::string& line) const {
@@ -368,7 +402,7 @@ Bytes SimDevice::jobSetupResponse(const Bytes& request) {
   }
   // Keys first: a device only knows the array keys when it is an array hub.
   for (const auto& [key, value] : tags) {
-    const bool known = isKnownTagKey(key, value) && (key < 0x4000 || config_.type == 8);
+    const bool known = isKnownTagKey(key) && (key < 0x4000 || config_.type == 8);
     if (!known || !lengthFits(key, value)) {
       error(known ? kErrTagLength : kErrUnknownTag, setupType).put(key);
       emit(std::string("job setup rejected: ") + (known ? "bad length of tag " : "unknown tag ") +

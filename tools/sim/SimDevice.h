@@ -5,6 +5,7 @@
 #include <sim/ControlFrameEncoder.h>
 #include <sim/FaultInjector.h>
 #include <sim/SignalGenerator.h>
+#include <sim/SimStream.h>
 #include <sim/StreamFrameEncoder.h>
 
 #include <mavcommon/MavTypes.h>
@@ -109,6 +110,9 @@ class SimDevice {
   const std::map<uint16, Bytes>& job() const { return job_; }
   /// The stream parameters of the current job.
   StreamParams streamParams() const;
+  /// What a stream port started now is to carry: the job's parameters, the device's
+  /// identity, sample 0 at device time `startSeconds` + `startNanos`.
+  StreamSetup streamSetup(StreamKind kind, int64 startSeconds, uint32 startNanos) const;
   /// The stored band triggers by trigger number, each as its 24-byte record (test type and
   /// body, as the set-up command carried it).
   const std::map<uint8, Bytes>& triggers() const { return triggers_; }
