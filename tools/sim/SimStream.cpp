@@ -191,11 +191,12 @@ void SimStream::produceWaveform(uint64 upto) {
 
 void SimStream::produceSpectrum(uint64 upto) {
   Spectrum spec;
-  while (next_ < upto) {
+  for (;;) {
     if (next_ == nextHeader_) {
       emitHeader(next_);
       nextHeader_ = clock_.nextSecondStart(next_);
     }
+    if (next_ >= upto) return;
     const uint64 len = std::min<uint64>({kSpectrumBlock, nextHeader_ - next_, upto - next_});
     samples_.resize(len);
     signal_.fill(samples_.data(), len);
