@@ -197,13 +197,13 @@ void SimDevice::resetJob() {
     if (config_.members.size() % 2) w.put<uint16>(0);
     job_[kTagArraySerials] = list;
   }
-  StreamParams p = streamParams();
-  SignalConfig sc;
-  sc.sampleRate = p.sampleRate;
-  sc.bitDepth = p.bitDepth;
-  sc.channels = p.channels;
-  sc.seed = config_.seed;
-  snapshot_ = std::make_unique<SignalGenerator>(sc);
+  rebuildSnapshot();
+}
+
+void SimDevice::rebuildSnapshot() {
+  const StreamParams p = streamParams();
+  snapshot_ = std::make_unique<SignalGenerator>(
+      signalConfigFor(p.sampleRate, p.channels, p.bitDepth, config_.seed));
 }
 
 int64 SimDevice::deviceTime() const { return clock_() + clockOffset_; }
@@ -442,6 +442,7 @@ Bytes SimDevice::jobSetupResponse(const Bytes& request) {
     return p;
   }
   job_ = std::move(merged);
+  rebuildSnapshot();
   // The echo lists the accepted tags in ascending key order, as the job now holds them.
   w.put(kTagSetup).put(static_cast<uint16>(verdicts.size()));
   for (const auto& entry : verdicts) {
@@ -529,10 +530,7 @@ Bytes SimDevice::dataCollectResponse(const Bytes& request) {
   if (mask & 0x02) w.put<int16_t>(312);  // 31.2 percent
   if (mask & 0x04) w.put<int16_t>(215);  // 21.5 degrees
   if (mask & 0x10) {
-    SignalConfig sc = snapshot_->config();
-    sc.sampleRate = sp.fftSampleRate;
-    sc.channels = 1;
-    SignalGenerator gen(sc);
+    SignalGenerator gen(signalConfigFor(sp.fftSampleRate, 1, 24, config_.seed));
     SpectrumConfig fc;
     fc.numPoints = sp.fftPoints;
     fc.hop = sp.fftPoints;

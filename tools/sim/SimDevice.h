@@ -134,6 +134,7 @@ class SimDevice {
   Bytes dataCollectResponse(const Bytes& request);
   void writeTags(Bytes& out) const;
   void resetJob();
+  void rebuildSnapshot();
   uint32 jobValue(uint16 key, uint32 fallback) const;
   void emit(const std::string& line) const;
 

@@ -14,19 +14,25 @@ constexpr std::size_t kSpectrumBlock = 4096;  // samples generated per step of a
 constexpr uint8 kArrayMaster = 0xFF;
 
 SignalConfig signalOf(const StreamSetup& s) {
-  SignalConfig c;
-  c.sampleRate = s.sampleRate;
-  c.channels = s.kind == StreamKind::Waveform ? s.channels : 1;
-  c.bitDepth = s.kind == StreamKind::Waveform ? s.bitDepth : 24;
-  c.seed = s.seed;
-  // Keep the sweep below the Nyquist frequency at low rates.
-  c.sweepEndHz = std::min(c.sweepEndHz, 0.4 * s.sampleRate);
-  c.sweepStartHz = std::min(c.sweepStartHz, 0.2 * s.sampleRate);
-  c.toneHz = std::min(c.toneHz, 0.1 * s.sampleRate);
-  return c;
+  const bool wave = s.kind == StreamKind::Waveform;
+  return signalConfigFor(s.sampleRate, wave ? s.channels : 1, wave ? s.bitDepth : 24, s.seed);
 }
 
 }  // namespace
+
+SignalConfig signalConfigFor(uint32 sampleRate, unsigned channels, unsigned bitDepth,
+                             uint64 seed) {
+  SignalConfig c;
+  c.sampleRate = sampleRate;
+  c.channels = channels;
+  c.bitDepth = bitDepth;
+  c.seed = seed;
+  // Keep tone and sweep below half the sample rate at low rates.
+  c.sweepEndHz = std::min(c.sweepEndHz, 0.4 * sampleRate);
+  c.sweepStartHz = std::min(c.sweepStartHz, 0.2 * sampleRate);
+  c.toneHz = std::min(c.toneHz, 0.1 * sampleRate);
+  return c;
+}
 
 uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) {

@@ -58,6 +58,9 @@ struct StreamStats {
   uint64 spectra = 0;      ///< spectra sent (spectrum stream)
 };
 
+/// The simulated signal at a rate: tone and sweep kept below half of it.
+SignalConfig signalConfigFor(uint32 sampleRate, unsigned channels, unsigned bitDepth, uint64 seed);
+
 /// FNV-1a 64 of `n` bytes continuing from `h`.
 uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n);
 
@@ -77,7 +80,7 @@ class SimStream {
   SimStream& operator=(const SimStream&) = delete;
 
   /// Produces every frame whose samples all lie below sample `uptoSample`, appending them
-  /// to the output (headers, then data, faults applied).
+  /// to the output (faults applied); a header due at `uptoSample` itself goes out too.
   void produce(uint64 uptoSample);
   /// The bytes produced and not yet taken.
   Bytes& output() { return out_; }
