@@ -539,9 +539,9 @@ Bytes SimDevice::dataCollectResponse(const Bytes& request) {
     std::vector<int32_t> samples(sp.fftPoints);
     gen.fill(samples.data(), samples.size());
     fft.push(samples.data(), samples.size());
-    Spectrum spec;
-    fft.pop(spec);
-    w.put(specSeq_++).put(static_cast<uint16>(spec.levels.size())).put(static_cast<uint8>(sp.gain));
+    Spectrum result;
+    fft.pop(result);
+    w.put(specSeq_++).put(static_cast<uint16>(result.levels.size())).put(static_cast<uint8>(sp.gain));
     w.put(sp.fftSampleRate).put(config_.sensitivity).put(sp.procType);
     if (sp.procType == 4 || sp.procType == 5) {
       w.put(static_cast<uint16>(sp.fftAccum)).put(sp.weighting);
@@ -550,7 +550,7 @@ Bytes SimDevice::dataCollectResponse(const Bytes& request) {
       w.put(sp.weighting).put(static_cast<uint16>(sp.fftAccum));
     }
     w.put(static_cast<uint16>(sp.fftHop)).put(static_cast<uint16>(sp.fftPoints));
-    w.bytes(spec.levels.data(), spec.levels.size());
+    w.bytes(result.levels.data(), result.levels.size());
   }
   if (mask & 0x20) {
     const std::size_t frameBytes = bytesPerSample * sp.channels;

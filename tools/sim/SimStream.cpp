@@ -196,7 +196,7 @@ void SimStream::produceWaveform(uint64 upto) {
 }
 
 void SimStream::produceSpectrum(uint64 upto) {
-  Spectrum spec;
+  Spectrum result;
   for (;;) {
     if (next_ == nextHeader_) {
       emitHeader(next_);
@@ -208,19 +208,19 @@ void SimStream::produceSpectrum(uint64 upto) {
     signal_.fill(samples_.data(), len);
     fft_->push(samples_.data(), len);
     next_ += len;
-    while (fft_->pop(spec)) {
+    while (fft_->pop(result)) {
       StreamDataHead head;
-      head.sampleNum = static_cast<uint32>(spec.firstSample);
+      head.sampleNum = static_cast<uint32>(result.firstSample);
       head.numChannels = 1;
       head.sampleFormat = sampleFormat(1);
-      head.numSamples = static_cast<uint16>(spec.levels.size());
+      head.numSamples = static_cast<uint16>(result.levels.size());
       frame_.clear();
-      StreamFrameEncoder::appendDataFrame(frame_, keyOf(spec.firstSample), head, spec.levels.data());
+      StreamFrameEncoder::appendDataFrame(frame_, keyOf(result.firstSample), head, result.levels.data());
       const uint64 dropped = stats_.dropped;
       emitFrame(frame_);
       if (stats_.dropped == dropped) {
         ++stats_.spectra;
-        stats_.samples += spec.levels.size();
+        stats_.samples += result.levels.size();
       }
     }
   }
