@@ -67,7 +67,7 @@ class StreamPort {
  public:
   StreamPort(Server& server, asio::io_context& io, const tcp::endpoint& ep,
              velsim::StreamKind kind)
-      : server_(server), io_(io), acceptor_(io, ep), timer_(io), kind_(kind) {}
+      : server_(server), acceptor_(io, ep), timer_(io), kind_(kind) {}
 
   uint16 port() const { return acceptor_.local_endpoint().port(); }
   const char* name() const { return kind_ == velsim::StreamKind::Waveform ? "waveform" : "spectrum"; }
@@ -87,7 +87,6 @@ class StreamPort {
   void finish(const char* why, bool sendStopped);
 
   Server& server_;
-  asio::io_context& io_;
   tcp::acceptor acceptor_;
   asio::steady_timer timer_;
   velsim::StreamKind kind_;
