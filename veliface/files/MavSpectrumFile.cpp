@@ -1,6 +1,7 @@
 #include <veliface/files/MavSpectrumFile.h>
 
 #include <veliface/common/VelLog.h>
+#include <veliface/device/VelDevice.h>
 #include <veliface/files/VelDateStamp.h>
 #include <veliface/files/internal/DeviceFacts.h>
 #include <veliface/files/internal/WideText.h>
@@ -436,7 +437,7 @@ MavSpectrumFileHeader* MavSpectrumFileHeader::fromEventHdr(const VelStreamEventH
   }
   const auto& infos = hdr.deviceInfoChunks();
   const veliface::files::DeviceFacts facts =
-      veliface::files::deviceFacts(device, infos.empty() ? nullptr : infos.front().get());
+      veliface::files::deviceFacts(std::move(device), infos.empty() ? nullptr : infos.front().get());
   h->devId_ = VelDeviceId(facts.type, facts.serial);
   h->firmware_ = facts.firmware;
   h->sensitivity_ = facts.sensitivity;

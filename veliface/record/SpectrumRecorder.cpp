@@ -1,5 +1,6 @@
 #include <veliface/record/SpectrumRecorder.h>
 
+#include <veliface/device/VelDevice.h>
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
@@ -10,7 +11,7 @@ namespace veliface::record {
 const char* const SpectrumRecorder::kOpenErrorText = "Error opening spectrum file for writing.";
 
 SpectrumRecorder::SpectrumRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
-                                   std::shared_ptr<VelDevice> device, RecordListener* listener)
+                                   std::shared_ptr<MavDevice> device, RecordListener* listener)
     : writer_(periodSeconds, dir.wstring()),
       dir_(std::move(dir)),
       prefix_(std::move(prefix)),
@@ -53,7 +54,7 @@ bool SpectrumRecorder::tracked(Op&& op) {
 }
 
 void SpectrumRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
-  std::unique_ptr<MavSpectrumFileHeader> h(MavSpectrumFileHeader::fromEventHdr(hdr, device_));
+  std::unique_ptr<MavSpectrumFileHeader> h(MavSpectrumFileHeader::fromEventHdr(hdr, std::dynamic_pointer_cast<VelDevice>(device_)));
   if (!h) return;  // not a spectrum header (the warning is logged)
   if (!text_.computerName().empty()) h->setComputerName(text_.computerName());
   if (!text_.userName().empty()) h->setUserName(text_.userName());

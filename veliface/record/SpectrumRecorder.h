@@ -10,7 +10,7 @@
 #include <memory>
 #include <string>
 
-class VelDevice;
+class MavDevice;
 class VelStreamEventHeaderPayload;
 class VelStreamDataPayload;
 
@@ -26,7 +26,7 @@ class SpectrumRecorder {
   /// Records into `dir` with files of `periodSeconds`; `listener` (may be null) must outlive
   /// the recorder.
   SpectrumRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
-                   std::shared_ptr<VelDevice> device, RecordListener* listener = nullptr);
+                   std::shared_ptr<MavDevice> device, RecordListener* listener = nullptr);
   /// Finishes the open file.
   ~SpectrumRecorder();
   SpectrumRecorder(const SpectrumRecorder&) = delete;
@@ -55,7 +55,7 @@ class SpectrumRecorder {
   MavSpecWriter writer_;
   std::filesystem::path dir_;
   std::string prefix_;
-  std::shared_ptr<VelDevice> device_;
+  std::shared_ptr<MavDevice> device_;
   RecordListener* listener_;
   MavSpectrumFileHeader text_;
   std::unique_ptr<MavSpectrumFileHeader> header_;

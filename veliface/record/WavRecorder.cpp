@@ -10,7 +10,7 @@
 namespace veliface::record {
 
 WavRecorder::WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
-                         std::shared_ptr<VelDevice> device, RecordListener* listener)
+                         std::shared_ptr<MavDevice> device, RecordListener* listener)
     : writer_(static_cast<unsigned>(periodSeconds), dir.wstring()),
       dir_(std::move(dir)),
       prefix_(std::move(prefix)),

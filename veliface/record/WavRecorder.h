@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-class VelDevice;
+class MavDevice;
 class VelStreamEventHeaderPayload;
 class VelStreamDataChunk;
 class VelStreamDataPayload;
@@ -30,7 +30,7 @@ class WavRecorder {
   /// Records into `dir` with files of `periodSeconds`; `listener` (may be null) must outlive
   /// the recorder.
   WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
-              std::shared_ptr<VelDevice> device, RecordListener* listener = nullptr);
+              std::shared_ptr<MavDevice> device, RecordListener* listener = nullptr);
   /// Finishes the open file.
   ~WavRecorder();
   WavRecorder(const WavRecorder&) = delete;
@@ -58,7 +58,7 @@ class WavRecorder {
   MavWavWriter writer_;
   std::filesystem::path dir_;
   std::string prefix_;
-  std::shared_ptr<VelDevice> device_;
+  std::shared_ptr<MavDevice> device_;
   RecordListener* listener_;
   std::string creator_ = "VelIface";
 

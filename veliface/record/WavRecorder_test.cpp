@@ -1,3 +1,4 @@
+#include <veliface/device/VelDevice.h>
 #include <veliface/files/MavWavHeader.h>
 #include <veliface/record/SpectrumRecorder.h>
 #include <veliface/record/WavRecorder.h>
@@ -179,8 +180,11 @@ TEST(WavRecorder, ClockAlignedPeriodsReadBackWithTheBytesSent) {
   TempDir tmp;
   Events events;
   WavStream stream{8000, 1000, 2000000000};
+  // The device object names the sensor; the stream's device info fills what it lacks.
+  auto device = MavDevice::createDevice(DEV_AUREL_HF);
+  std::dynamic_pointer_cast<VelDevice>(device)->setSensitivity(-165.4f);
   {
-    WavRecorder rec(tmp.dir, "hf", 2, nullptr, &events);
+    WavRecorder rec(tmp.dir, "hf", 2, device, &events);
     stream.run(rec, 7);  // seconds 0..6: files at 0, 2, 4 (full) and 6
     rec.finish();
   }
@@ -206,6 +210,8 @@ TEST(WavRecorder, ClockAlignedPeriodsReadBackWithTheBytesSent) {
   EXPECT_EQ(all, std::string(stream.sent.begin(), stream.sent.end()));
   const ReadBack first = readWav(files[0]);
   EXPECT_EQ(first.header->info()->serialNo(0), 321);
+  EXPECT_EQ(first.header->info()->deviceType(0), DEV_AUREL_HF);
+  EXPECT_EQ(first.header->info()->sensitivity(0), -165);
   EXPECT_EQ(first.header->info()->maxCount(), 32767);
   EXPECT_EQ(first.header->info()->seqNum(), 0u);
 
@@ -298,7 +304,9 @@ TEST(SpectrumRecorder, WritesHeaderFromTheEventHeaderAndOneLinePerSpectrum) {
   };
   const uint8 bins[3] = {4, 5, 6};
   {
-    SpectrumRecorder rec(tmp.dir, "fft", 60, nullptr, &events);
+    auto device = MavDevice::createDevice(DEV_AUREL_HF);
+    device->setSerial(900);
+    SpectrumRecorder rec(tmp.dir, "fft", 60, device, &events);
     rec.take(header(61));
     rec.take(dataMsg(61, 9, bins, 3, 1, nullptr));
     rec.take(header(62));
@@ -309,7 +317,7 @@ TEST(SpectrumRecorder, WritesHeaderFromTheEventHeaderAndOneLinePerSpectrum) {
   const std::string text = readFile(events.opened[0]);
   ASSERT_EQ(events.closed.size(), 1u);
   EXPECT_EQ(events.closed[0].second, text.size());
-  for (const char* line : {"Computer\tHOST\n", "S/N\t321\n", "Firmware\t1.2.3\n", "dB Ref re 1uPa\t190\n",
+  for (const char* line : {"Computer\tHOST\n", "Device\tAurel HF\n", "S/N\t900\n", "Firmware\t1.2.3\n", "dB Ref re 1uPa\t190\n",
                            "Power Calculation\tFiltered\n", "Accumulations\t3\n", "0.00\t250.00\t500.00\t\n",
                            "00:01:01\t\t21.50\t40.20\t9\t3\t4\t5\t6\t\n", "00:01:02\t\t21.50\t40.20\t10\t3\t4\t5\t6\t\n"}) {
     EXPECT_NE(text.find(line), std::string::npos) << line;

@@ -1,12 +1,13 @@
 #include <veliface/files/internal/DeviceFacts.h>
 
+#include <veliface/device/VelDevice.h>
 #include <veliface/stream/VelStreamChunk.h>
 
 #include <cstdint>
 
 namespace veliface::files {
 
-DeviceFacts deviceFacts(const std::shared_ptr<VelDevice>& device, const VelDeviceInfoChunk* info) {
+DeviceFacts deviceFacts(const std::shared_ptr<MavDevice>& device, const VelDeviceInfoChunk* info) {
   DeviceFacts facts;
   if (info != nullptr) {
     facts.serial = info->serialNo();
@@ -15,7 +16,12 @@ DeviceFacts deviceFacts(const std::shared_ptr<VelDevice>& device, const VelDevic
     const uint8* fw = info->fwVer();
     facts.firmware = std::to_string(fw[0]) + "." + std::to_string(fw[1]) + "." + std::to_string(fw[2]);
   }
-  (void)device;
+  if (!device) return facts;
+  facts.type = device->devType();
+  // A device object that has not been enquired yet knows less than the stream tells.
+  if (device->serial() != 0) facts.serial = device->serial();
+  if (device->firmwareVer() != "n/a") facts.firmware = device->firmwareVer();
+  if (const auto* sensor = dynamic_cast<const VelDevice*>(device.get())) facts.sensitivity = sensor->sensitivity();
   return facts;
 }
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-class VelDevice;
+class MavDevice;
 class VelDeviceInfoChunk;
 
 namespace veliface::files {
@@ -21,8 +21,8 @@ struct DeviceFacts {
   std::string firmware;
 };
 
-// Facts of `device`; without a device (or with serial 0) the event header's device info
-// supplies the serial.
-DeviceFacts deviceFacts(const std::shared_ptr<VelDevice>& device, const VelDeviceInfoChunk* info);
+// Facts of `device` (type, serial, firmware; sensitivity from a sensor device); what the
+// device does not know yet (serial 0, firmware "n/a", no device) comes from `info`.
+DeviceFacts deviceFacts(const std::shared_ptr<MavDevice>& device, const VelDeviceInfoChunk* info);
 
 }  // namespace veliface::files
