@@ -1,15 +1,51 @@
 #include <veliface/stream/VelScanStreamConv.h>
 
+#include <veliface/device/VelDevice.h>
+#include <veliface/stream/VelDataCollectCmd.h>
+
 #include <gtest/gtest.h>
 
 #include <LogCapture.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
 using Lines = std::vector<std::string>;
+using Bytes = std::vector<uint8>;
+
+std::shared_ptr<VelDataCollectCmd> parse(const Bytes& b) {
+  return std::shared_ptr<VelDataCollectCmd>(VelDataCollectCmd::create(b.data(), b.size()));
+}
+
+// Humidity 23.5 %, temperature -2.5 C, a waveform block with sequence `seq` and its time.
+Bytes waveScan(uint8 seq) {
+  return {0x2E,                    // mask: humidity, temperature, extended, waveform
+          0xEB, 0x00,              // humidity 235 tenths
+          0xE7, 0xFF,              // temperature -25 tenths
+          seq, 0x00,               // seqNum
+          0x82,                    // dataFormat: 2 bytes per sample, little-endian
+          0x06, 0x00,              // numBytes
+          0x03,                    // gain
+          0x80, 0xBB, 0x00, 0x00,  // sampleRate 48000
+          0xCE, 0xFF,              // sensitivity
+          0xB8, 0x0B,              // fullScale_mV 3000
+          0x01, 0x02, 0x03, 0x04, 0x05, 0x06,  // samples
+          0x20, 0x00, 0x08, 0x00,  // extended: waveform time, length 8
+          0x10, 0x00, 0x00, 0x00,  // sampsIntoSec 16
+          0x00, 0xF1, 0x53, 0x65}; // time 1700000000
+}
+
+VelDevice scanDevice() {
+  VelDevice dev(DEV_AUREL_HF);
+  dev.setSerial(1234);
+  dev.setSensitivity(-170.5f);
+  dev.setFirmwareVer("2.10.4");
+  dev.setBattPercent(80);
+  return dev;
+}
 
 // Brings a converter to expect `expected` next; whatever that logs is discarded.
 void expectNext(VelScanStreamConv& conv, LogCapture& log, uint16 expected) {
@@ -90,6 +126,174 @@ TEST(VelScanStreamConv, GapsAreReportedAsLosses) {
   EXPECT_FALSE(conv.checkSequence(0xFFFF));
   EXPECT_TRUE(conv.checkSequence(1));
   EXPECT_EQ(log.lines(), (Lines{"ordinary data loss (rolled): lost: 1 (cur: 1, next: 65536)"}));
+}
+
+TEST(VelScanStreamConv, WaveScanBecomesEventHeaderAndDataPayload) {
+  const auto cmd = parse(waveScan(0));
+  const VelDevice dev = scanDevice();
+  VelScanStreamConv conv;
+
+  const auto hdr = VelScanStreamConv::extractEventHdr(cmd, dev, VEL_STREAM_WAVEFORM);
+  ASSERT_NE(hdr, nullptr);
+  EXPECT_EQ(hdr->streamType(), VEL_STREAM_WAVEFORM);
+  ASSERT_NE(hdr->eventKey(), nullptr);
+  EXPECT_EQ(hdr->eventKey()->timeStamp(), 1700000000);
+  EXPECT_EQ(hdr->eventKey()->seqNum(), 0u);
+  EXPECT_EQ(hdr->eventKey()->channel(), 1);
+  ASSERT_EQ(hdr->deviceInfoChunks().size(), 1u);
+  const auto& info = *hdr->deviceInfoChunks()[0];
+  EXPECT_EQ(info.serialNo(), 1234);
+  EXPECT_EQ(info.sensitivity(), 0xF957);  // -1705 tenths
+  EXPECT_EQ(info.model(), 5);
+  EXPECT_EQ(Bytes(info.fwVer(), info.fwVer() + 3), (Bytes{2, 10, 4}));
+  EXPECT_EQ(info.channel(), 1);
+  ASSERT_EQ(hdr->streamStatusChunks().size(), 1u);
+  EXPECT_EQ(hdr->streamStatusChunks()[0]->temperature(), 0xFFE7);
+  EXPECT_EQ(hdr->streamStatusChunks()[0]->humidity(), 235);
+  EXPECT_EQ(hdr->streamStatusChunks()[0]->batteryPercent(), 80);
+  const auto setup = hdr->streamSetupChunk().wavSetup();
+  ASSERT_NE(setup, nullptr);
+  EXPECT_EQ(hdr->streamSetupChunk().fftSetup(), nullptr);
+  EXPECT_EQ(setup->sampleRate(), 48000u);
+  EXPECT_EQ(setup->gain(), 3);
+  EXPECT_EQ(setup->sampleFormat(), 0x82);
+  ASSERT_EQ(hdr->amplScalingChunks().size(), 1u);
+  const auto& scale = *hdr->amplScalingChunks()[0];
+  EXPECT_EQ(scale.bytesPerSamp(), 2);
+  EXPECT_EQ(scale.maxCount(), 32767);
+  EXPECT_EQ(scale.minCount(), -32768);
+  EXPECT_EQ(scale.maxAmplitude(), 3000);
+  EXPECT_EQ(hdr->numChannels(), 1);
+  EXPECT_FALSE(hdr->isArray());
+
+  bool lost = true;
+  const auto payload = conv.extractWaveData(cmd, dev, lost);
+  EXPECT_FALSE(lost);
+  ASSERT_NE(payload, nullptr);
+  EXPECT_EQ(payload->streamType(), VEL_STREAM_WAVEFORM);
+  EXPECT_EQ(payload->eventKey()->seqNum(), 0u);
+  const auto data = payload->data();
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(data->sampleNum(), 16u);
+  EXPECT_EQ(data->numChannels(), 1);
+  EXPECT_EQ(data->sampleFormat(), 0x82);
+  EXPECT_EQ(data->numSamples(), 3);
+  EXPECT_FALSE(data->isCorrupted());
+  ASSERT_EQ(data->dataSize(), 6u);
+  EXPECT_EQ(Bytes(data->data().get(), data->data().get() + 6), (Bytes{1, 2, 3, 4, 5, 6}));
+  // The samples were handed over, not copied: the response no longer holds them.
+  EXPECT_TRUE(cmd->chunk<DataCollWavChunk>()->wavData().empty());
+
+  // The same response again: its block is gone and its sequence is a repeat.
+  LogCapture log;
+  const auto again = conv.extractWaveData(cmd, dev, lost);
+  EXPECT_TRUE(lost);
+  ASSERT_NE(again, nullptr);
+  EXPECT_TRUE(again->data()->isCorrupted());
+  EXPECT_EQ(again->data()->dataSize(), 0u);
+  EXPECT_EQ(again->data()->numSamples(), 0);
+}
+
+TEST(VelScanStreamConv, WaveDataFlagsLossAcrossSequenceGaps) {
+  LogCapture log;
+  const VelDevice dev = scanDevice();
+  VelScanStreamConv conv;
+  struct Step {
+    uint8 seq;
+    bool lost;
+  };
+  // A new converter expects 0, so a first block 5 is already a loss.
+  const Step steps[] = {{5, true}, {6, false}, {9, true}, {10, false}};
+  for (const Step& st : steps) {
+    SCOPED_TRACE(static_cast<int>(st.seq));
+    bool lost = !st.lost;
+    const auto payload = conv.extractWaveData(parse(waveScan(st.seq)), dev, lost);
+    EXPECT_EQ(lost, st.lost);
+    ASSERT_NE(payload, nullptr);
+    EXPECT_EQ(payload->eventKey()->seqNum(), st.seq);
+  }
+  EXPECT_EQ(log.lines(), (Lines{"ordinary data loss (no roll): lost: 5 (cur: 5, next: 0)",
+                                "ordinary data loss (no roll): lost: 2 (cur: 9, next: 7)"}));
+}
+
+TEST(VelScanStreamConv, SpectrumScanCarriesFftSetupAndBins) {
+  const auto cmd = parse({0x18,                    // mask: extended, spectrum
+                          0x07, 0x00,              // seqNum
+                          0x04, 0x00,              // numBytes
+                          0x01,                    // gain
+                          0x00, 0x77, 0x01, 0x00,  // sampleRate 96000
+                          0xCE, 0xFF,              // sensitivity
+                          0x04, 0x00,              // procType 4: accumulations, weight
+                          0x0A, 0x00,              // accumsPerRslt 10
+                          0x02, 0x00,              // weight 2
+                          0x00, 0x02,              // ptsBtwFft 512
+                          0x00, 0x04,              // ptsPerFft 1024
+                          0x00, 0x11, 0xC8, 0xFF,  // bins
+                          0x10, 0x00, 0x08, 0x00,  // extended: spectrum time, length 8
+                          0x20, 0x00, 0x00, 0x00,  // sampsIntoSec 32
+                          0x01, 0xF1, 0x53, 0x65}); // time 1700000001
+  const VelDevice dev = scanDevice();
+
+  const auto hdr = VelScanStreamConv::extractEventHdr(cmd, dev, VEL_STREAM_SPECTRUM);
+  ASSERT_NE(hdr, nullptr);
+  EXPECT_EQ(hdr->streamType(), VEL_STREAM_SPECTRUM);
+  EXPECT_EQ(hdr->eventKey()->timeStamp(), 1700000001);
+  EXPECT_EQ(hdr->eventKey()->seqNum(), 7u);
+  EXPECT_EQ(hdr->deviceInfoChunks().at(0)->serialNo(), 1234);
+  // No temperature or humidity in this scan.
+  EXPECT_EQ(hdr->streamStatusChunks().at(0)->temperature(), 0);
+  EXPECT_EQ(hdr->streamStatusChunks().at(0)->humidity(), 0);
+  EXPECT_EQ(hdr->streamSetupChunk().wavSetup(), nullptr);
+  const auto fft = hdr->streamSetupChunk().fftSetup();
+  ASSERT_NE(fft, nullptr);
+  EXPECT_EQ(fft->sampleRate(), 96000u);
+  EXPECT_EQ(fft->numPoints(), 1024);
+  EXPECT_EQ(fft->samplesBtwFfts(), 512);
+  EXPECT_EQ(fft->procType(), 4);
+  EXPECT_EQ(fft->accumCount(), 10);
+  EXPECT_EQ(fft->weighting(), 2);
+  EXPECT_EQ(fft->refLevel(), 0xFF4C);  // the device's default reference, -180 dB
+  EXPECT_EQ(hdr->amplScalingChunks().at(0)->bytesPerSamp(), 1);
+
+  const auto payload = VelScanStreamConv::extractSpectrumData(cmd, dev);
+  ASSERT_NE(payload, nullptr);
+  EXPECT_EQ(payload->streamType(), VEL_STREAM_SPECTRUM);
+  EXPECT_EQ(payload->eventKey()->seqNum(), 7u);
+  const auto data = payload->data();
+  ASSERT_NE(data, nullptr);
+  EXPECT_EQ(data->sampleNum(), 32u);
+  EXPECT_EQ(data->numSamples(), 4);
+  ASSERT_EQ(data->dataSize(), 4u);
+  EXPECT_EQ(Bytes(data->data().get(), data->data().get() + 4), (Bytes{0x00, 0x11, 0xC8, 0xFF}));
+  EXPECT_FALSE(data->isCorrupted());
+}
+
+TEST(VelScanStreamConv, AbsentChunksGiveEmptyResults) {
+  LogCapture log;
+  const VelDevice dev = scanDevice();
+  VelScanStreamConv conv;
+  const auto envOnly = parse({0x06, 0xEB, 0x00, 0x2C, 0x01});
+  const auto waveOnly = parse(waveScan(3));
+  const std::shared_ptr<VelDataCollectCmd> none;
+
+  for (const auto& cmd : {envOnly, none}) {
+    for (VelStreamType t : {VEL_STREAM_WAVEFORM, VEL_STREAM_SPECTRUM}) {
+      EXPECT_EQ(VelScanStreamConv::getEventKeyChunk(cmd, t), nullptr);
+      EXPECT_EQ(VelScanStreamConv::extractEventHdr(cmd, dev, t), nullptr);
+    }
+    EXPECT_EQ(VelScanStreamConv::extractSpectrumData(cmd, dev), nullptr);
+    bool lost = true;
+    EXPECT_EQ(conv.extractWaveData(cmd, dev, lost), nullptr);
+    EXPECT_FALSE(lost);
+  }
+  // A waveform scan has no spectrum, and status or unknown streams have no event key.
+  EXPECT_EQ(VelScanStreamConv::extractSpectrumData(waveOnly, dev), nullptr);
+  EXPECT_EQ(VelScanStreamConv::extractEventHdr(waveOnly, dev, VEL_STREAM_SPECTRUM), nullptr);
+  EXPECT_EQ(VelScanStreamConv::extractEventHdr(waveOnly, dev, VEL_STREAM_STATUS), nullptr);
+  EXPECT_EQ(VelScanStreamConv::getEventKeyChunk(waveOnly, VEL_STREAM_UNKNOWN), nullptr);
+  // Nothing was checked, so the expectation and the log are untouched.
+  EXPECT_EQ(conv.next(), 0u);
+  EXPECT_TRUE(log.lines().empty());
 }
 
 }  // namespace
