@@ -98,7 +98,8 @@ std::shared_ptr<VelDeviceInfoChunk> makeDeviceInfo(const VelDevice& dev) {
   return std::make_shared<VelDeviceInfoChunkV1>(raw);
 }
 
-std::shared_ptr<VelStreamStatusChunk> makeStatus(const VelDataCollectCmd& cmd, const VelDevice& dev) {
+std::shared_ptr<VelStreamStatusChunk> makeStatus(const VelDataCollectCmd& cmd,
+                                                 const VelDevice& dev) {
   stSTATUS_CHUNK_V0 raw{};
   raw.type = 0x43;
   raw.version = 0;
