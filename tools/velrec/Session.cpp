@@ -60,8 +60,8 @@ Session::Session(const SessionConfig& config, std::shared_ptr<VelDevice> device,
       capture_(capture),
       wav_(config.outDir, config.prefix, config.period, device, &wavTap_),
       spec_(config.outDir, config.prefix, config.period, device, &specTap_),
-      wavePort_(std::make_unique<Port>(VelStreamType::Waveform)),
-      specPort_(std::make_unique<Port>(VelStreamType::Spectrum)) {
+      wavePort_(std::make_unique<Port>(VEL_STREAM_WAVEFORM)),
+      specPort_(std::make_unique<Port>(VEL_STREAM_SPECTRUM)) {
   wav_.setCreator("velrec");
 }
 
@@ -123,10 +123,10 @@ bool Session::limitReached() const {
 void Session::connectionLost(Channel ch) {
   if (ch == Channel::Waveform) {
     wav_.finish();
-    wavePort_ = std::make_unique<Port>(VelStreamType::Waveform);
+    wavePort_ = std::make_unique<Port>(VEL_STREAM_WAVEFORM);
   } else if (ch == Channel::Spectrum) {
     spec_.finish();
-    specPort_ = std::make_unique<Port>(VelStreamType::Spectrum);
+    specPort_ = std::make_unique<Port>(VEL_STREAM_SPECTRUM);
   }
 }
 
