@@ -66,6 +66,8 @@
 #include <veliface/files/MavWavInfoData.h>
 #include <veliface/files/MavWavOutFile.h>
 #include <veliface/files/MavWavWriter.h>
+#include <veliface/files/MavSpecWriter.h>
+#include <veliface/files/MavSpectrumFile.h>
 #include <veliface/files/VelDateStamp.h>
 
 // discovery: network discovery and configuration
@@ -73,3 +75,6 @@
 #include <veliface/discovery/VelMarcoProcessor.h>
 
 // record: stream-to-writer glue
+#include <veliface/record/RecordListener.h>
+#include <veliface/record/SpectrumRecorder.h>
+#include <veliface/record/WavRecorder.h>

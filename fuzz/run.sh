@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# One fuzzing campaign: fuzz/run.sh TARGET SECONDS
+#
+# Builds fuzz_TARGET in the fuzz preset's build tree (configuring it when needed) and runs
+# it for SECONDS with its dictionary, the -max_len its source names ("Campaign:" line),
+# and these limits:
+#   -rss_limit_mb=2048   the whole process;
+#   -malloc_limit_mb=1   any single allocation. A parser never allocates for bytes that
+#                        did not arrive, so its largest block is a frame's payload (at most
+#                        64 KiB) plus, for sample data, the samples of that payload (at most
+#                        64 KiB more); 1 MiB, the smallest limit the flag can express, is a
+#                        bound no input may break.
+# New inputs go to build/fuzz/campaign/TARGET/corpus, crashes to .../artifacts; the
+# committed seeds in fuzz/corpus/TARGET are read, never written. A crash found is kept in
+# the corpus by copying it to fuzz/corpus/TARGET/regress-<what> and committing it.
+# Exits 1 when the campaign found a crash, leak, timeout or allocation over the limit.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+if [[ $# -lt 1 ]]; then
+  echo "usage: fuzz/run.sh TARGET [SECONDS]" >&2
+  echo "targets:" $(cd "$root/fuzz" && ls *_fuzz.cpp | sed 's/_fuzz\.cpp$//') >&2
+  exit 2
+fi
+target=$1
+seconds=${2:-60}
+src=$root/fuzz/${target}_fuzz.cpp
+if [[ ! -f $src ]]; then
+  echo "no fuzz target '$target' (expected $src)" >&2
+  exit 2
+fi
+max_len=$(sed -n 's|^// Campaign:.*-max_len=\([0-9]*\).*|\1|p' "$src" | head -n1)
+max_len=${max_len:-4096}
+
+build=$root/build/fuzz
+if [[ ! -f $build/build.ninja ]]; then
+  (cd "$root" && cmake --preset fuzz >/dev/null)
+fi
+cmake --build "$build" --target "fuzz_$target" -j2 >/dev/null
+
+work=$build/campaign/$target
+mkdir -p "$work/corpus" "$work/artifacts"
+rm -f "$work/fuzz-0.log"
+before=$(ls "$work/artifacts" | wc -l)
+
+if command -v llvm-symbolizer-14 >/dev/null; then
+  export ASAN_SYMBOLIZER_PATH=${ASAN_SYMBOLIZER_PATH:-$(command -v llvm-symbolizer-14)}
+fi
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+
+cd "$work"
+status=0
+"$build/fuzz/fuzz_$target" -jobs=1 -workers=1 -max_total_time="$seconds" \
+  -max_len="$max_len" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1 \
+  -dict="$root/fuzz/$target.dict" -artifact_prefix="$work/artifacts/" -print_final_stats=1 \
+  "$work/corpus" "$root/fuzz/corpus/$target" || status=$?
+[[ -f fuzz-0.log ]] && tail -n 25 fuzz-0.log
+
+after=$(ls "$work/artifacts" | wc -l)
+if [[ $status -ne 0 || $after -gt $before ]]; then
+  echo "fuzz_$target: findings in $work/artifacts:" >&2
+  ls -t "$work/artifacts" >&2
+  exit 1
+fi
+echo "fuzz_$target: no findings in ${seconds}s"

@@ -1,0 +1,160 @@
+#include <sim/SimStream.h>
+
+#include <mavcommon/CircularByteBuffer.h>
+#include <veliface/stream/VelStreamPayloads.h>
+#include <veliface/stream/VelStreamProcessor.h>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace velsim {
+namespace {
+
+constexpr int64 kStart = 1700000000;
+
+struct Decoded {
+  std::vector<std::shared_ptr<VelStreamEventHeaderPayload>> headers;
+  std::vector<std::shared_ptr<VelStreamDataPayload>> data;
+  uint64 checksum = StreamStats{}.checksum;  // recomputed over the received sample bytes
+};
+
+// Runs the library's stream parser over everything the stream produced, in 4 KiB pieces.
+Decoded decode(const Bytes& bytes, VelStreamType type) {
+  Decoded d;
+  CircularByteBuffer buf(1 << 16);
+  VelStreamProcessor proc(type);
+  std::size_t pos = 0;
+  for (;;) {
+    if (auto m = proc.pump(buf)) {
+      auto p = m->payload();
+      if (auto h = std::dynamic_pointer_cast<VelStreamEventHeaderPayload>(p)) d.headers.push_back(h);
+      if (auto x = std::dynamic_pointer_cast<VelStreamDataPayload>(p)) {
+        d.data.push_back(x);
+        d.checksum = fnv1a64(d.checksum, x->data()->data().get(), x->data()->dataSize());
+      }
+      continue;
+    }
+    if (pos == bytes.size()) break;
+    pos += buf.write(bytes.data() + pos, std::min<std::size_t>(4096, bytes.size() - pos));
+  }
+  return d;
+}
+
+StreamSetup waveSetup(uint32 nanos = 0) {
+  StreamSetup s;
+  s.sampleRate = 8000;
+  s.channels = 2;
+  s.samplesPerFrame = 1000;
+  s.startSeconds = kStart;
+  s.startNanos = nanos;
+  return s;
+}
+
+TEST(SimStream, WaveformHeadersEverySecondAndContiguousSamples) {
+  for (uint32 nanos : {0u, 250000000u}) {
+    SimStream s(waveSetup(nanos));
+    s.produce(3 * 8000 + 10);
+    const Decoded d = decode(s.output(), VEL_STREAM_WAVEFORM);
+
+    // Sample 0 opens the stream; then a header at each whole second, before its samples.
+    const uint64 first = nanos ? 6000 : 8000;  // a quarter second in, 6000 samples remain
+    ASSERT_EQ(d.headers.size(), 4u) << nanos;
+    for (std::size_t i = 0; i < d.headers.size(); ++i) {
+      const auto key = d.headers[i]->eventKey();
+      ASSERT_TRUE(key);
+      EXPECT_EQ(key->seqNum(), i == 0 ? 0 : first + (i - 1) * 8000) << i;
+      EXPECT_EQ(key->timeStamp(), kStart + static_cast<int64>(i)) << i;
+      ASSERT_TRUE(d.headers[i]->streamSetupChunk().wavSetup());
+      EXPECT_EQ(d.headers[i]->streamSetupChunk().wavSetup()->sampleRate(), 8000u);
+      EXPECT_EQ(d.headers[i]->numChannels(), 2);
+    }
+    uint64 expect = 0;
+    for (const auto& p : d.data) {
+      EXPECT_EQ(p->data()->sampleNum(), expect);
+      EXPECT_EQ(p->eventKey()->seqNum(), expect);
+      EXPECT_EQ(p->eventKey()->timeStamp(),
+                kStart + static_cast<int64>((expect * 1000000000ull / 8000 + nanos) / 1000000000ull));
+      EXPECT_EQ(p->data()->numChannels(), 2);
+      EXPECT_LE(p->data()->numSamples(), 1000);
+      expect += p->data()->numSamples();
+    }
+    EXPECT_EQ(expect, 3u * 8000u);  // the 10 extra samples wait for a frame
+    EXPECT_EQ(s.nextSample(), expect);
+    EXPECT_EQ(s.stats().frames, d.data.size());
+    EXPECT_EQ(s.stats().headers, d.headers.size());
+    EXPECT_EQ(s.stats().samples, expect);
+    EXPECT_EQ(s.stats().bytes, expect * 2 * 3);
+    EXPECT_EQ(s.stats().checksum, d.checksum);
+  }
+}
+
+TEST(SimStream, DroppedFramesShowAsGapsAndStayOutOfTheChecksum) {
+  StreamSetup setup = waveSetup();
+  setup.faults.dataDropRate = 0.2;
+  setup.faults.seed = 9;
+  SimStream s(setup);
+  s.produce(5 * 8000);
+  const Decoded d = decode(s.output(), VEL_STREAM_WAVEFORM);
+  ASSERT_GT(s.stats().dropped, 0u);
+  EXPECT_EQ(d.headers.size(), 6u);  // headers are never dropped
+  uint64 expect = 0, gaps = 0;
+  for (const auto& p : d.data) {
+    // Frames are whole seconds of 8 x 1000 samples here, so a gap is a multiple of 1000.
+    gaps += (p->data()->sampleNum() - expect) / 1000;
+    expect = p->data()->sampleNum() + p->data()->numSamples();
+  }
+  gaps += (5 * 8000 - expect) / 1000;
+  EXPECT_EQ(gaps, s.stats().dropped);
+  EXPECT_EQ(s.stats().frames + s.stats().dropped, 40u);
+  EXPECT_EQ(s.stats().checksum, d.checksum);
+}
+
+TEST(SimStream, SpectrumCarriesOneFramePerFft) {
+  StreamSetup setup;
+  setup.kind = StreamKind::Spectrum;
+  setup.sampleRate = 16000;
+  setup.fftPoints = 512;
+  setup.fftHop = 256;
+  setup.startSeconds = kStart;
+  SimStream s(setup);
+  s.produce(2 * 16000);
+  const Decoded d = decode(s.output(), VEL_STREAM_SPECTRUM);
+  ASSERT_EQ(d.headers.size(), 3u);
+  auto fft = d.headers[0]->streamSetupChunk().fftSetup();
+  ASSERT_TRUE(fft);
+  EXPECT_EQ(fft->numPoints(), 512);
+  EXPECT_EQ(fft->sampleRate(), 16000u);
+  // FFTs start every 256 samples and need 512: (32000 - 512) / 256 + 1 of them fit.
+  ASSERT_EQ(d.data.size(), 124u);
+  EXPECT_EQ(s.stats().spectra, 124u);
+  for (std::size_t i = 0; i < d.data.size(); ++i) {
+    const auto& c = d.data[i]->data();
+    EXPECT_EQ(c->numSamples(), 256);
+    EXPECT_EQ(c->numChannels(), 1);
+    EXPECT_EQ(c->bytesPerSamp(), 1);
+    EXPECT_EQ(d.data[i]->eventKey()->seqNum(), i * 256);
+    EXPECT_EQ(d.data[i]->eventKey()->timeStamp(), kStart + static_cast<int64>(i * 256 / 16000));
+  }
+  EXPECT_EQ(s.stats().checksum, d.checksum);
+}
+
+TEST(SimStream, StartMessageAndSetupChecks) {
+  const uint8 start[4] = {0x53, 0x2A, 0x00, 0x00};
+  const uint8 other[4] = {0x53, 0x2A, 0x00, 0x01};
+  EXPECT_EQ(SimStream::startVerdict(start, false), NotifyCode::NoError);
+  EXPECT_EQ(SimStream::startVerdict(start, true), NotifyCode::NoConnectionAvailable);
+  EXPECT_EQ(SimStream::startVerdict(other, false), NotifyCode::InvalidStart);
+
+  StreamSetup wide = waveSetup();
+  wide.channels = 86;  // 258 bytes per sample frame: more than receivers can size
+  EXPECT_THROW(SimStream{wide}, std::invalid_argument);
+  wide.channels = 85;
+  wide.samplesPerFrame = 300;  // 76500 sample bytes do not fit a frame
+  EXPECT_THROW(SimStream{wide}, std::invalid_argument);
+  wide.samplesPerFrame = 256;
+  EXPECT_NO_THROW(SimStream{wide});
+}
+
+}  // namespace
+}  // namespace velsim

@@ -1,0 +1,181 @@
+#include "WavFile.h"
+
+#include <veliface/veliface.h>
+
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct TempDir {
+  fs::path dir;
+  TempDir() {
+    std::string t = (fs::temp_directory_path() / "veldump-wav-XXXXXX").string();
+    dir = ::mkdtemp(t.data());
+  }
+  ~TempDir() {
+    std::error_code ec;
+    fs::remove_all(dir, ec);
+  }
+};
+
+std::string slurp(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void spit(const fs::path& p, const std::string& bytes) {
+  std::ofstream(p, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+void put32(std::string& bytes, std::size_t at, uint32_t v) {
+  for (int i = 0; i < 4; ++i) bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(v >> (8 * i));
+}
+
+// A finished one-channel 24-bit recording of 200 samples written by the library's writer:
+// serial 7, 1000 Hz; returns its bytes.
+std::string recordWav(const fs::path& dir) {
+  LogCapture quiet;  // the writer reports each file it closes
+  {
+    MavWavWriter writer(60, dir.wstring());
+    MavWavInfoDataHF info;
+    info.setDeviceType(DEV_AUREL_HF, 0);
+    info.setSerialNo(7, 0);
+    info.setCreator("velrec");
+    info.setMaxCount(8388607);
+    info.setTime(1700000001);
+    info.setSeqNum(42);
+    info.setFilename("rec");
+    MavWavSetupData setup;
+    setup.setSampleRate(1000);
+    setup.setBitDepth(24);
+    EXPECT_TRUE(writer.feed(info));
+    EXPECT_TRUE(writer.feed(setup));
+    std::vector<uint8_t> samples(300);
+    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint8_t>(i);
+    for (uint32_t n = 0; n < 200; n += 100) {
+      MavWavDataChunk block;
+      block.setSampleNum(n);
+      block.setNumChannels(1);
+      block.setBitDepth(24);
+      block.setNumSamples(100);
+      block.setData(samples.data());
+      EXPECT_TRUE(writer.feed(block));
+    }
+    writer.setStopLogging(true);
+    writer.finishFile();
+  }
+  return slurp(dir / "rec.wav");
+}
+
+std::size_t dataOffset(const std::string& wav) { return wav.find("data", 12) + 8; }
+
+TEST(Wav, AFinishedRecordingIsReportedWithItsMetadataAndPasses) {
+  TempDir tmp;
+  const std::string wav = recordWav(tmp.dir);
+  const auto w = veldump::inspectWav((tmp.dir / "rec.wav").string());
+  ASSERT_TRUE(w.readable()) << w.error;
+  EXPECT_EQ(w.dataOffset, dataOffset(wav));
+  EXPECT_EQ(w.header->dataSize(), 600u);
+  std::ostringstream out;
+  EXPECT_EQ(veldump::printWavReport(w, out), veldump::EXIT_OK) << out.str();
+  const std::string report = out.str();
+  for (const char* expected :
+       {"format: 1 channel(s), 1000 Hz, 24 bits, block align 3, 3000 bytes/s", "duration: 0.200 s",
+        "serial: 7", "device: Aurel HF", "sensitivity: -176 dBV re 1uPa", "full scale: 3 V pk",
+        "max count: 8388607", "sequence number: 42", "creator: velrec", "name: rec", "\nOK\n"})
+    EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
+}
+
+TEST(Wav, ZeroStaleAndMisalignedSizesAreProblems) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  const std::size_t off = dataOffset(good);
+  struct Case {
+    uint32_t riff, data;
+    std::string tail;
+    const char* problem;
+  } cases[] = {
+      {0, 0, "", "RIFF size is 0 (file never finished)"},
+      {static_cast<uint32_t>(off - 8 + 300), 300, "", "data size 300 is stale: file gives 600"},
+      {static_cast<uint32_t>(off - 8 + 900), 900, "", "data size 900 exceeds the file"},
+      {static_cast<uint32_t>(off - 8 + 599), 599, "", "data size 599 is not a multiple of block align 3"},
+      {static_cast<uint32_t>(off - 8 + 600), 600, "xy", "a partial block of 2 bytes"},
+  };
+  for (const Case& c : cases) {
+    std::string bad = good + c.tail;
+    put32(bad, 4, c.riff);
+    put32(bad, off - 4, c.data);
+    spit(tmp.dir / "bad.wav", bad);
+    std::ostringstream out;
+    EXPECT_EQ(veldump::printWavReport(veldump::inspectWav((tmp.dir / "bad.wav").string()), out),
+              veldump::EXIT_PROBLEM);
+    EXPECT_NE(out.str().find(c.problem), std::string::npos) << c.problem << "\n" << out.str();
+    EXPECT_NE(out.str().find("NOT OK"), std::string::npos);
+  }
+}
+
+TEST(Wav, RepairRestoresTheFinishedFileByteForByte) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  const std::size_t off = dataOffset(good);
+  const fs::path cut = tmp.dir / "cut.wav";
+
+  // Sizes zeroed by power loss, plus a partial sample that was half written.
+  std::string bad = good + "\x01\x02";
+  put32(bad, 4, 0);
+  put32(bad, off - 4, 0);
+  spit(cut, bad);
+  std::ostringstream out;
+  ASSERT_EQ(veldump::repairWav(cut.string(), "", out), veldump::EXIT_OK) << out.str();
+  EXPECT_EQ(slurp(cut), good);  // INFO, fmt and samples untouched, sizes as the writer sets them
+  EXPECT_NE(out.str().find("RIFF size: 0 -> " + std::to_string(good.size() - 8)), std::string::npos) << out.str();
+  EXPECT_NE(out.str().find("data size: 0 -> 600"), std::string::npos);
+  EXPECT_NE(out.str().find("dropped 2 bytes"), std::string::npos);
+  std::ostringstream check;
+  EXPECT_EQ(veldump::printWavReport(veldump::inspectWav(cut.string()), check), veldump::EXIT_OK) << check.str();
+  // No temporary file is left behind.
+  EXPECT_EQ(std::distance(fs::directory_iterator(tmp.dir), {}), 2);
+
+  // With --output the input stays as it was; a stale size is rewritten too.
+  put32(bad, 4, 100);
+  spit(cut, bad);
+  std::ostringstream out2;
+  ASSERT_EQ(veldump::repairWav(cut.string(), (tmp.dir / "fixed.wav").string(), out2), veldump::EXIT_OK);
+  EXPECT_EQ(slurp(cut), bad);
+  EXPECT_EQ(slurp(tmp.dir / "fixed.wav"), good);
+
+  // A right file is left alone.
+  const auto before = fs::last_write_time(tmp.dir / "fixed.wav");
+  std::ostringstream out3;
+  EXPECT_EQ(veldump::repairWav((tmp.dir / "fixed.wav").string(), "", out3), veldump::EXIT_OK);
+  EXPECT_NE(out3.str().find("nothing changed"), std::string::npos);
+  EXPECT_EQ(fs::last_write_time(tmp.dir / "fixed.wav"), before);
+}
+
+TEST(Wav, UnreadableInputsExitWithTwo) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  spit(tmp.dir / "text.wav", "this is not a wave file at all, just words");
+  spit(tmp.dir / "short.wav", good.substr(0, dataOffset(good) - 6));  // cut inside the header
+  spit(tmp.dir / "empty.wav", "");
+  for (const fs::path& p : {tmp.dir / "text.wav", tmp.dir / "short.wav", tmp.dir / "empty.wav",
+                            tmp.dir / "missing.wav", tmp.dir}) {
+    std::ostringstream out;
+    EXPECT_EQ(veldump::printWavReport(veldump::inspectWav(p.string()), out), veldump::EXIT_UNREADABLE) << p;
+    EXPECT_EQ(out.str().rfind("error: ", 0), 0u) << out.str();
+    std::ostringstream rep;
+    EXPECT_EQ(veldump::repairWav(p.string(), "", rep), veldump::EXIT_UNREADABLE) << p;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+// veldump: the command line. Each subcommand is one call into veldump_lib.
+#include "Capture.h"
+#include "WavFile.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <string>
+
+int main(int argc, char** argv) {
+  CLI::App app{"veldump: inspect what VelIface devices send and what velrec records.\n"
+               "Exit codes: 0 OK, 1 a problem was found (or a write failed), 2 unreadable input."};
+  app.require_subcommand(1);
+
+  // capture
+  std::string capFile;
+  std::string channel;
+  std::string streamType = "waveform";
+  bool json = false;
+  CLI::App* cap = app.add_subcommand(
+      "capture",
+      "Decode a capture (the raw bytes received on one channel, in order) and print one line "
+      "per message, the library's diagnostics as '# log:' lines and a summary.\n"
+      "Example: veldump capture rec/stream-5001.bin --channel stream --stream-type waveform --json");
+  cap->add_option("FILE", capFile, "capture file, e.g. control.bin")->required();
+  cap->add_option("--channel", channel,
+                  "channel the bytes came from: control (TCP 5000), stream (TCP 5001/5002) or "
+                  "discovery (UDP 30303); e.g. --channel control")
+      ->required()
+      ->check(CLI::IsMember({"control", "stream", "discovery"}));
+  cap->add_option("--stream-type", streamType,
+                  "for --channel stream: waveform (port 5001), spectrum (5002) or status; "
+                  "default waveform; e.g. --stream-type spectrum")
+      ->check(CLI::IsMember({"waveform", "spectrum", "status"}));
+  cap->add_flag("--json", json,
+                "print one JSON object per line instead of text: messages, {\"log\": ...} and "
+                "{\"summary\": ...}; e.g. veldump capture c.bin --channel control --json");
+
+  // wav
+  std::string wavFile;
+  CLI::App* wav = app.add_subcommand(
+      "wav",
+      "Print a WAV recording's format, sizes, duration and INFO metadata, and check that the "
+      "RIFF and data sizes fit the file length and the data is whole blocks. Exit 0 OK, "
+      "1 problem found, 2 unreadable.\n"
+      "Example: veldump wav rec/HF1234_20240101_120000.wav");
+  wav->add_option("FILE", wavFile, "WAV file to check, e.g. rec/log.wav")->required();
+
+  // repair
+  std::string repairFile;
+  std::string repairOut;
+  CLI::App* repair = app.add_subcommand(
+      "repair",
+      "Rewrite the RIFF and data sizes of a WAV file cut off before it was finished (sizes 0 "
+      "or stale) from the file length; the data size is rounded down to whole blocks and a "
+      "partial block is dropped; the INFO metadata is kept. A file that is already right is "
+      "left alone.\n"
+      "Example: veldump repair rec/log.wav   or   veldump repair rec/log.wav --output fixed.wav");
+  repair->add_option("FILE", repairFile, "WAV file to repair, e.g. rec/log.wav")->required();
+  repair->add_option("--output,-o", repairOut,
+                     "write the repaired file here instead of replacing FILE (default: in place, "
+                     "through a temporary file renamed over FILE); e.g. --output fixed.wav");
+
+  CLI11_PARSE(app, argc, argv);
+
+  if (wav->parsed()) return veldump::printWavReport(veldump::inspectWav(wavFile), std::cout);
+  if (repair->parsed()) return veldump::repairWav(repairFile, repairOut, std::cout);
+
+  if (cap->parsed()) {
+    std::ifstream in(capFile, std::ios::binary);
+    std::error_code ec;
+    if (!in || !std::filesystem::is_regular_file(capFile, ec)) {
+      std::cerr << "veldump: cannot open capture '" << capFile << "'\n";
+      return 2;
+    }
+    if (cap->count("--stream-type") && channel != "stream") {
+      std::cerr << "veldump: --stream-type applies to --channel stream only\n";
+      return 2;
+    }
+    static const std::map<std::string, veldump::Channel> channels{
+        {"control", veldump::Channel::Control},
+        {"stream", veldump::Channel::Stream},
+        {"discovery", veldump::Channel::Discovery}};
+    static const std::map<std::string, VelStreamType> types{{"waveform", VEL_STREAM_WAVEFORM},
+                                                            {"spectrum", VEL_STREAM_SPECTRUM},
+                                                            {"status", VEL_STREAM_STATUS}};
+    veldump::CaptureOptions opt;
+    opt.channel = channels.at(channel);
+    opt.streamType = types.at(streamType);
+    opt.json = json;
+    veldump::dumpCapture(in, opt, std::cout);
+    if (in.bad()) {
+      std::cerr << "veldump: read error on '" << capFile << "'\n";
+      return 2;
+    }
+    return 0;
+  }
+  return 0;
+}

@@ -1,0 +1,129 @@
+#!/usr/bin/env python3
+"""End-to-end checks of the veldump program: captures built here byte by byte (with an
+independent CRC) are decoded with --json, every line must parse and the summary must agree
+with the lines; bad input must give a clear error and a non-zero exit, and every
+subcommand's help must carry an example."""
+import json
+import os
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+
+
+def crc16(data):
+    crc = 0
+    for b in data:
+        crc ^= b << 8
+        for _ in range(8):
+            crc = ((crc << 1) ^ 0x1021) & 0xFFFF if crc & 0x8000 else (crc << 1) & 0xFFFF
+    return crc
+
+
+def ctl(code, payload):
+    head = b"*" + bytes([code]) + struct.pack("<H", len(payload)) + payload
+    return head + struct.pack("<H", crc16(head))
+
+
+def stream(code, payload):
+    return bytes([code, 0x2A]) + struct.pack(">H", len(payload)) + payload
+
+
+def run(veldump, *args):
+    return subprocess.run([veldump, *args], capture_output=True, text=True)
+
+
+failures = []
+
+
+def check(cond, what):
+    if not cond:
+        failures.append(what)
+
+
+def check_json_capture(veldump, path, channel, extra=()):
+    r = run(veldump, "capture", path, "--channel", channel, "--json", *extra)
+    check(r.returncode == 0, f"{channel}: exit {r.returncode}: {r.stderr}")
+    lines = r.stdout.splitlines()
+    objs = []
+    for line in lines:
+        try:
+            objs.append(json.loads(line))
+        except ValueError as e:
+            failures.append(f"{channel}: not JSON: {line!r} ({e})")
+            return []
+    check(all(isinstance(o, dict) for o in objs), f"{channel}: a line is not an object")
+    check(objs and "summary" in objs[-1], f"{channel}: no summary last")
+    messages = [o for o in objs if "code" in o]
+    logs = [o for o in objs if "log" in o]
+    check(len(messages) + len(logs) + 1 == len(objs), f"{channel}: lines of unknown shape")
+    check(all("class" in m and "name" in m for m in messages), f"{channel}: message without class")
+    s = objs[-1]["summary"]
+    check(s["messages"] == len(messages), f"{channel}: summary count {s['messages']} != {len(messages)}")
+    check(s["logLines"] == len(logs), f"{channel}: summary logs")
+    check(s["bytes"] == os.path.getsize(path), f"{channel}: summary bytes")
+    kinds = {}
+    for m in messages:
+        kinds[m["class"]] = kinds.get(m["class"], 0) + 1
+    check(s["kinds"] == kinds, f"{channel}: kinds {s['kinds']} != {kinds}")
+    return objs
+
+
+def main():
+    veldump = sys.argv[1]
+    with tempfile.TemporaryDirectory() as tmp:
+        # Control: garbage, an enquire answer of an unknown type, a job-setup error whose text
+        # holds a newline, a job-setup answer with an unrecognised key, and a bad CRC.
+        enquire = struct.pack("<H", 77) + b"9.9\0\0\0\0\0" + b"\0" * 18 + bytes([10, 0, 0, 0, 0])
+        err = struct.pack("<HHHHHHH", 0xFFFF, 0xFFF5, 20, 1, 4, 4, 0)
+        unknown_key = struct.pack("<HHHH", 20, 1, 32769, 6) + b"\0" * 6
+        trig = ctl(0x53, bytes([0, 5, 0]) + b"\0" * 22)
+        control = (b"\x00\x01junk" + ctl(0x45, enquire) + ctl(0x44, err) + ctl(0x44, unknown_key)
+                   + trig[:-1] + bytes([trig[-1] ^ 0xFF]) + ctl(0x59, b""))
+        cpath = os.path.join(tmp, "control.bin")
+        open(cpath, "wb").write(control)
+        objs = check_json_capture(veldump, cpath, "control")
+        errs = [o.get("error", "") for o in objs if o.get("class") == "VelJobSetupCmd"]
+        check(any("\n" in e and "FFT_PTS_PER: Too High" in e for e in errs), f"error text lost: {errs}")
+        check(any("Unrecognized key, ignoring: 32769" in o.get("log", "") for o in objs), "unknown key log")
+        check(any("bad CRC" in o.get("log", "") for o in objs), "bad CRC log")
+
+        # Stream: a notification, a data frame whose chunk type is unknown, an unknown code.
+        data = bytes([0x41, 0, 0, 16]) + struct.pack(">iII", 5, 0, 9) + bytes([0x5A, 0, 0, 0, 1, 2])
+        spath = os.path.join(tmp, "stream.bin")
+        open(spath, "wb").write(b"zz" + stream(0x30, struct.pack(">I", 7)) + stream(0x31, data)
+                                + stream(0x39, b""))
+        objs = check_json_capture(veldump, spath, "stream", ("--stream-type", "spectrum"))
+        check(any(o.get("errorStr") == "Unknown Stream Error." for o in objs), "notify text")
+        check(any(o.get("log", "").startswith("Unknown chunk type in dataZ") for o in objs), "chunk log")
+
+        # Discovery: a reset-device answer.
+        dpath = os.path.join(tmp, "disc.bin")
+        open(dpath, "wb").write(ctl(0x59, b"MAC=00:11:22:AA:BB:CC"))
+        objs = check_json_capture(veldump, dpath, "discovery")
+        check(any(o.get("mac") == "00:11:22:AA:BB:CC" for o in objs), "reset MAC")
+
+        # Bad input: clear message on stderr, non-zero exit, no crash.
+        for args, code in [(("capture", os.path.join(tmp, "none.bin"), "--channel", "control"), 2),
+                           (("capture", tmp, "--channel", "stream"), 2),
+                           (("capture", cpath, "--channel", "control", "--stream-type", "status"), 2),
+                           (("capture", cpath, "--channel", "serial"), None),
+                           (("wav", cpath), 2), (("repair", cpath), 2), (("nosuch",), None)]:
+            r = run(veldump, *args)
+            ok = r.returncode == code if code is not None else r.returncode not in (0, -11, -6)
+            check(ok and r.stderr.strip() + r.stdout.strip() != "", f"{args}: exit {r.returncode}")
+            check(r.returncode >= 0, f"{args}: killed by signal {r.returncode}")
+
+        for sub in ("capture", "wav", "repair"):
+            r = run(veldump, sub, "--help")
+            usage = re.search(r"^Usage: \S+ " + sub + r" ", r.stdout, re.M)
+            check(r.returncode == 0 and usage and "Example: veldump " + sub in r.stdout, f"{sub} --help")
+
+    for f in failures:
+        print("FAIL:", f)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,31 @@
+#pragma once
+/// \file What a recorder tells its host: files opened and closed, progress, gaps and errors.
+
+#include <mavcommon/MavTypes.h>
+
+#include <filesystem>
+#include <string>
+
+namespace veliface::record {
+
+/// Callbacks of a recorder; every one has an empty default so a host overrides what it needs.
+/// They are called on the thread that feeds the recorder, from inside its calls.
+class RecordListener {
+ public:
+  /// Virtual: hosts derive from it.
+  virtual ~RecordListener() = default;
+  /// A recording file was opened (created, or continued for spectrum files).
+  virtual void fileOpened(const std::filesystem::path& path) { (void)path; }
+  /// A recording file was finished and closed; `bytes` is its size.
+  virtual void fileClosed(const std::filesystem::path& path, uint64 bytes) { (void)path, (void)bytes; }
+  /// Running total of sample bytes (waveform) or data lines (spectrum) written since start.
+  virtual void bytesWritten(uint64 total) { (void)total; }
+  /// `count` samples are missing between two consecutive blocks of one second.
+  virtual void missedSamples(uint64 count) { (void)count; }
+  /// Two consecutive event headers are not one second of samples apart.
+  virtual void sequenceLoss(uint64 lastSeq, uint64 seq) { (void)lastSeq, (void)seq; }
+  /// A writer error: the writer's code and its text. Recording goes on where it can.
+  virtual void error(int code, const std::string& text) { (void)code, (void)text; }
+};
+
+}  // namespace veliface::record

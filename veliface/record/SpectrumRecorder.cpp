@@ -1,0 +1,102 @@
+#include <veliface/record/SpectrumRecorder.h>
+
+#include <veliface/record/internal/FileNames.h>
+#include <veliface/stream/VelStreamPayloads.h>
+
+#include <system_error>
+
+namespace veliface::record {
+
+const char* const SpectrumRecorder::kOpenErrorText = "Error opening spectrum file for writing.";
+
+SpectrumRecorder::SpectrumRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
+                                   std::shared_ptr<VelDevice> device, RecordListener* listener)
+    : writer_(periodSeconds, dir.wstring()),
+      dir_(std::move(dir)),
+      prefix_(std::move(prefix)),
+      device_(std::move(device)),
+      listener_(listener) {}
+
+SpectrumRecorder::~SpectrumRecorder() { finish(); }
+
+void SpectrumRecorder::take(const VelStreamMessage& message) {
+  const auto& payload = message.payload();
+  if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+    onHeader(*hdr);
+  } else if (const auto* data = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
+    onData(*data);
+  }
+}
+
+template <typename Op>
+bool SpectrumRecorder::tracked(Op&& op) {
+  const bool wasOpen = !openPath_.empty();
+  const bool result = op();
+  const bool open = writer_.isOpen();
+  const std::filesystem::path now = open ? dir_ / writer_.outputFileName() : std::filesystem::path();
+  if (wasOpen && (!open || now != openPath_)) {
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(openPath_, ec);
+    if (listener_) listener_->fileClosed(openPath_, ec ? 0 : size);
+    openPath_.clear();
+  }
+  if (open && openPath_.empty()) {
+    openPath_ = now;
+    noteOpened(writer_.header().fname(), lastBase_, baseCount_);
+    if (listener_) listener_->fileOpened(now);
+  }
+  if (writer_.errorCode() != 0) {
+    if (listener_) listener_->error(writer_.errorCode(), kOpenErrorText);
+    writer_.clearErr();
+  }
+  return result;
+}
+
+void SpectrumRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
+  std::unique_ptr<MavSpectrumFileHeader> h(MavSpectrumFileHeader::fromEventHdr(hdr, device_));
+  if (!h) return;  // not a spectrum header (the warning is logged)
+  if (!text_.computerName().empty()) h->setComputerName(text_.computerName());
+  if (!text_.userName().empty()) h->setUserName(text_.userName());
+  if (!text_.clientName().empty()) h->setClientName(text_.clientName());
+  if (!text_.jobName().empty()) h->setJobName(text_.jobName());
+  if (!text_.personnel().empty()) h->setPersonnel(text_.personnel());
+  if (!text_.author().empty()) h->setAuthor(text_.author());
+  h->setFname(freshName(prefix_, h->startDt(), lastBase_, baseCount_));
+  if (!hdr.streamStatusChunks().empty()) {
+    // Tenths of a degree and of a percent on the wire.
+    temperature_ = static_cast<float>(hdr.streamStatusChunks().front()->temperature()) / 10.0f;
+    humidity_ = static_cast<float>(hdr.streamStatusChunks().front()->humidity()) / 10.0f;
+  }
+  header_ = std::move(h);
+  tracked([&] { return writer_.feed(*header_); });
+  if (writer_.isFinishFile()) {
+    // A new setup: the writer would close the file on the next record and drop that record.
+    // Close it now and open the next file on this header instead.
+    tracked([&] {
+      writer_.finishFile();
+      return true;
+    });
+    header_->setFname(freshName(prefix_, header_->startDt(), lastBase_, baseCount_));
+    tracked([&] { return writer_.feed(*header_); });
+  }
+}
+
+void SpectrumRecorder::onData(const VelStreamDataPayload& payload) {
+  if (!header_ || !writer_.isOpen()) return;  // no file to write to
+  MavSpectrumFileData d = MavSpectrumFileData::fromStreamData(payload);
+  d.setTemperature(temperature_);
+  d.setHumidity(humidity_);
+  if (tracked([&] { return writer_.feed(d); })) {
+    ++lines_;
+    if (listener_) listener_->bytesWritten(lines_);
+  }
+}
+
+void SpectrumRecorder::finish() {
+  tracked([&] {
+    writer_.finishFile();
+    return true;
+  });
+}
+
+}  // namespace veliface::record

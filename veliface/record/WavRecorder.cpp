@@ -1,0 +1,192 @@
+#include <veliface/record/WavRecorder.h>
+
+#include <veliface/files/VelDateStamp.h>
+#include <veliface/files/internal/DeviceFacts.h>
+#include <veliface/record/internal/FileNames.h>
+#include <veliface/stream/VelStreamPayloads.h>
+
+#include <cmath>
+
+namespace veliface::record {
+
+WavRecorder::WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
+                         std::shared_ptr<VelDevice> device, RecordListener* listener)
+    : writer_(static_cast<unsigned>(periodSeconds), dir.wstring()),
+      dir_(std::move(dir)),
+      prefix_(std::move(prefix)),
+      device_(std::move(device)),
+      listener_(listener) {
+  // Every finish closes the finished file at once (the writer would otherwise keep each one
+  // open until logging stops): one open file however many periods go by.
+  writer_.setStopLogging(true);
+}
+
+WavRecorder::~WavRecorder() { finish(); }
+
+void WavRecorder::take(const VelStreamMessage& message) {
+  const auto& payload = message.payload();
+  if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+    onHeader(*hdr);
+  } else if (const auto* data = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
+    onData(*data);
+  }
+}
+
+template <typename Op>
+bool WavRecorder::tracked(Op&& op) {
+  const bool wasOpen = !openPath_.empty();
+  const uint64 sizeBefore = uint64{writer_.riffChunkSize()} + 8;
+  const bool result = op();
+  const bool open = !writer_.isInitFile();
+  const std::filesystem::path now = open ? dir_ / writer_.outputFileName() : std::filesystem::path();
+  if (wasOpen && (!open || now != openPath_)) {
+    if (listener_) listener_->fileClosed(openPath_, sizeBefore);
+    openPath_.clear();
+  }
+  if (open && openPath_.empty()) {
+    openPath_ = now;
+    noteOpened(info_.filename(), lastBase_, baseCount_);
+    if (listener_) listener_->fileOpened(now);
+  }
+  if (writer_.errorCode() != WAV_NO_ERROR) {
+    if (listener_) listener_->error(writer_.errorCode(), MavWavWriter::errorStr(writer_.errorCode()));
+    writer_.clearErr();
+  }
+  return result;
+}
+
+bool WavRecorder::feed(MavWavEventData& record) {
+  return tracked([&] { return writer_.feed(record); });
+}
+
+void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
+  const auto key = hdr.eventKey();
+  const auto wav = hdr.streamSetupChunk().wavSetup();
+  if (!key || !wav) return;  // nothing to name or describe a file by
+
+  setup_.setSampleRate(wav->sampleRate());
+  setup_.setGain(static_cast<short>(wav->gain()));
+  // The chunk's bit depth counts the byte-order bit as well; the 8-bit field drops it again.
+  setup_.setBitDepth(static_cast<uint8>(wav->bitDepth()));
+  setup_.setBigEndian(wav->isBigEndian());
+
+  const auto& infos = hdr.deviceInfoChunks();
+  const veliface::files::DeviceFacts facts = veliface::files::deviceFacts(device_, infos.empty() ? nullptr : infos.front().get());
+  info_.setDeviceType(facts.type, 0);
+  info_.setSerialNo(facts.serial, 0);
+  info_.setSensitivity(static_cast<short>(std::lround(facts.sensitivity)), 0);
+  info_.setHwVersion(facts.firmware);
+  info_.setCreator(creator_);
+  if (!hdr.streamStatusChunks().empty()) {
+    // The status chunk reports tenths of a degree and of a percent, as the metadata keeps them.
+    const auto& status = hdr.streamStatusChunks().front();
+    info_.setTemperature(static_cast<short>(status->temperature()), 0);
+    info_.setHumidity(status->humidity(), 0);
+  }
+  if (!hdr.amplScalingChunks().empty()) {
+    const auto& scaling = hdr.amplScalingChunks().front();
+    info_.setVoltsPk(static_cast<float>(scaling->maxAmplitude()));
+    info_.setMaxCount(scaling->maxCount());
+  }
+  info_.setTime(key->timeStamp());
+  info_.setSeqNum(key->seqNum());
+  info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+
+  // Event headers come once a second and count samples, so they differ by the rate.
+  if (haveSeq_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
+    listener_->sequenceLoss(lastSeq_, key->seqNum());
+  }
+  haveSeq_ = true;
+  lastSeq_ = key->seqNum();
+  haveHeader_ = true;
+  writer_.setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample());
+
+  feed(info_);
+  if (writer_.isInitFile()) return;  // the file could not be opened (reported)
+  const bool wasOpen = !openPath_.empty();
+  feed(setup_);
+  if (wasOpen && writer_.isInitFile()) {
+    // A new setup finished the file and took the setup record with it: open the next file
+    // now, on this header, so that no block of this second is lost.
+    info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+    feed(info_);
+    feed(setup_);
+  }
+  releaseHeld(false);
+}
+
+void WavRecorder::onData(const VelStreamDataPayload& payload) {
+  const auto chunk = payload.data();
+  if (!chunk || !haveHeader_) return;  // before the first header there is nothing to describe it
+  if (writer_.isFinishFile() || !held_.empty()) {
+    held_.push_back(chunk);
+    heldBytes_ += chunk->dataSize();
+    // Normally the next header arrives within the second; a stream that stops sending them
+    // must not pile up blocks.
+    if (heldBytes_ >= uint64{setup_.sampleRate()} * setup_.bytesPerSample()) releaseHeld(true);
+    return;
+  }
+  writeBlock(chunk);
+}
+
+void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk) {
+  MavWavDataChunk block;
+  block.setSampleNum(chunk->sampleNum());
+  block.setNumChannels(chunk->numChannels());
+  block.setBigEndian(chunk->isBigEndian());
+  block.setBitDepth(static_cast<uint8>(chunk->bitDepth()));
+  block.setNumSamples(chunk->numSamples());
+  block.setData(chunk->data().get());  // the writer copies from the stream's own buffer
+
+  // Samples are counted over header boundaries too (uint32, as the chunk counts them).
+  if (expectKnown_ && chunk->sampleNum() != expectedSample_ && listener_) {
+    listener_->missedSamples(static_cast<uint32>(chunk->sampleNum() - expectedSample_));
+  }
+  expectKnown_ = true;
+  expectedSample_ = chunk->sampleNum() + chunk->numSamples();
+
+  if (chunk->isCorrupted() || !chunk->data() || block.dataSize() > chunk->dataSize()) {
+    // Damaged, or a frame wider than the stream can carry: the writer must not read past it.
+    if (listener_) listener_->missedSamples(chunk->numSamples());
+    return;
+  }
+  if (writer_.isInitFile()) return;  // no file (an open failure was reported)
+  if (feed(block)) {
+    totalBytes_ += block.dataSize();
+    if (listener_) listener_->bytesWritten(totalBytes_);
+  }
+}
+
+void WavRecorder::releaseHeld(bool force) {
+  if (held_.empty()) return;
+  if (force) {
+    // Finish the full file and continue in a new one named after the last header.
+    tracked([&] {
+      writer_.finishFile();
+      return true;
+    });
+    info_.setFilename(freshName(prefix_, info_.timestamp(), lastBase_, baseCount_));
+    feed(info_);
+    feed(setup_);
+  }
+  while (!held_.empty() && !writer_.isFinishFile() && !writer_.isInitFile()) {
+    const auto chunk = held_.front();
+    held_.pop_front();
+    heldBytes_ -= chunk->dataSize();
+    writeBlock(chunk);
+  }
+  if (writer_.isInitFile()) {  // no file to put them in
+    held_.clear();
+    heldBytes_ = 0;
+  }
+}
+
+void WavRecorder::finish() {
+  if (!held_.empty()) releaseHeld(true);
+  tracked([&] {
+    writer_.finishFile();
+    return true;
+  });
+}
+
+}  // namespace veliface::record

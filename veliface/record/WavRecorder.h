@@ -1,0 +1,81 @@
+#pragma once
+/// \file Records the decoded messages of one waveform stream port to WAV files.
+
+#include <veliface/files/MavWavFormat.h>
+#include <veliface/files/MavWavInfoData.h>
+#include <veliface/files/MavWavWriter.h>
+#include <veliface/record/RecordListener.h>
+#include <veliface/stream/VelStreamMessage.h>
+
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+class VelDevice;
+class VelStreamEventHeaderPayload;
+class VelStreamDataChunk;
+class VelStreamDataPayload;
+
+namespace veliface::record {
+
+/// Drives a `MavWavWriter` from the event headers and data messages of one waveform port.
+///
+/// Files are named `<prefix>YYYYMMDD_HHMMSS.wav` after the first second they hold and roll
+/// over on whole multiples of the period on the clock. Finished files are closed at once, so
+/// the number of open files stays the same however long the recording runs. Crash safety is
+/// on: the sizes in the header are patched about once per second of audio.
+class WavRecorder {
+ public:
+  /// Records into `dir` with files of `periodSeconds`; `listener` (may be null) must outlive
+  /// the recorder.
+  WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
+              std::shared_ptr<VelDevice> device, RecordListener* listener = nullptr);
+  /// Finishes the open file.
+  ~WavRecorder();
+  WavRecorder(const WavRecorder&) = delete;
+  WavRecorder& operator=(const WavRecorder&) = delete;
+
+  /// Takes one decoded message; event headers and data are recorded, the rest ignored.
+  void take(const VelStreamMessage& message);
+  /// Finishes every open file properly (sizes patched, closed); recording may go on after.
+  void finish();
+
+  /// Sets the creator text written into each file's metadata.
+  void setCreator(const std::string& creator) { creator_ = creator; }
+  /// The writer (for its counters).
+  const MavWavWriter& writer() const { return writer_; }
+
+ private:
+  void onHeader(const VelStreamEventHeaderPayload& hdr);
+  void onData(const VelStreamDataPayload& payload);
+  void writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk);
+  void releaseHeld(bool force);
+  bool feed(MavWavEventData& record);
+  template <typename Op>
+  bool tracked(Op&& op);
+
+  MavWavWriter writer_;
+  std::filesystem::path dir_;
+  std::string prefix_;
+  std::shared_ptr<VelDevice> device_;
+  RecordListener* listener_;
+  std::string creator_ = "VelIface";
+
+  MavWavInfoDataHF info_;
+  MavWavSetupData setup_;
+  bool haveHeader_ = false;
+  std::string lastBase_;  // name of the last file opened without a suffix
+  int baseCount_ = 0;     // files opened under that name this second
+  bool haveSeq_ = false;
+  uint64 lastSeq_ = 0;
+  uint32 expectedSample_ = 0;
+  bool expectKnown_ = false;
+  uint64 totalBytes_ = 0;
+  std::filesystem::path openPath_;  // empty while no file is open
+  // Blocks that arrive while the writer waits to finish a full file; they open the next one.
+  std::deque<std::shared_ptr<const VelStreamDataChunk>> held_;
+  uint64 heldBytes_ = 0;
+};
+
+}  // namespace veliface::record

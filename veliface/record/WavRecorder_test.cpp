@@ -1,0 +1,327 @@
+#include <veliface/files/MavWavHeader.h>
+#include <veliface/record/SpectrumRecorder.h>
+#include <veliface/record/WavRecorder.h>
+#include <veliface/stream/VelStreamPayloads.h>
+
+#include <LogCapture.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <stdlib.h>
+
+using veliface::record::RecordListener;
+using veliface::record::SpectrumRecorder;
+using veliface::record::WavRecorder;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct TempDir {
+  fs::path dir;
+  TempDir() {
+    char tmpl[] = "/tmp/velrec_XXXXXX";
+    dir = mkdtemp(tmpl);
+  }
+  ~TempDir() {
+    std::error_code ec;
+    fs::remove_all(dir, ec);
+  }
+};
+
+std::string readFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+std::size_t openFds() {
+  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
+}
+
+struct Events : RecordListener {
+  std::vector<fs::path> opened;
+  std::vector<std::pair<fs::path, uint64>> closed;
+  std::vector<std::pair<int, std::string>> errors;
+  uint64 missed = 0;
+  void fileOpened(const fs::path& p) override { opened.push_back(p); }
+  void fileClosed(const fs::path& p, uint64 bytes) override { closed.emplace_back(p, bytes); }
+  void missedSamples(uint64 n) override { missed += n; }
+  void error(int code, const std::string& text) override { errors.emplace_back(code, text); }
+};
+
+std::shared_ptr<const VelEventKeyChunk> key(int32_t t, uint64 seq) {
+  stKEY_CHUNK_V1 raw{};
+  raw.type = 0x41;
+  raw.version = 1;
+  raw.timeStamp = t;
+  raw.seqNumHigh = static_cast<uint32>(seq >> 32);
+  raw.seqNumLow = static_cast<uint32>(seq);
+  raw.channel = 1;
+  return std::make_shared<VelEventKeyChunkV1>(raw);
+}
+
+std::vector<std::shared_ptr<const VelDeviceInfoChunk>> deviceInfo() {
+  stDEVICE_CHUNK_V1 raw{};
+  raw.type = 0x44;
+  raw.version = 1;
+  raw.serialNo = 321;
+  raw.sensitivity = static_cast<uint16>(-1700);
+  raw.fwVer[0] = 1;
+  raw.fwVer[1] = 2;
+  raw.fwVer[2] = 3;
+  return {std::make_shared<VelDeviceInfoChunkV1>(raw)};
+}
+
+VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate) {
+  stWAVE_SETUP_CHUNK_V0 setup{};
+  setup.type = 0x45;
+  setup.sampleRate = rate;
+  setup.sampleFormat = 2;  // 16-bit, big-endian
+  stAMPLITUDE_CHUNK_V0 scale{};
+  scale.type = 0x47;
+  scale.maxCount = 32767;
+  scale.maxAmplitude = 3;
+  auto payload = std::make_shared<VelStreamEventHeaderPayload>(
+      key(t, seq), deviceInfo(), std::vector<std::shared_ptr<const VelStreamStatusChunk>>{},
+      VelStreamSetupContainer(std::shared_ptr<const VelWavSetupChunk>(std::make_shared<VelWavSetupChunk>(setup))),
+      std::vector<std::shared_ptr<const VelAmplScalingChunk>>{std::make_shared<VelAmplScalingChunkV0>(scale)}, 1,
+      nullptr);
+  return VelStreamMessage(payload);
+}
+
+VelStreamMessage dataMsg(int32_t t, uint64 sample, const uint8* bytes, uint16 samples, uint8 format,
+                         std::vector<uint8>* sent) {
+  auto chunk = std::make_shared<VelStreamDataChunkV0>();
+  chunk->setSampleNum(static_cast<uint32>(sample));
+  chunk->setNumChannels(1);
+  chunk->setSampleFormat(format);
+  chunk->setNumSamples(samples);
+  const uint32 n = samples * (format & 0x7Fu);
+  std::shared_ptr<uint8[]> copy(new uint8[n]);
+  std::copy(bytes, bytes + n, copy.get());
+  chunk->ResetI8(copy, n);
+  if (sent != nullptr) sent->insert(sent->end(), bytes, bytes + n);
+  return VelStreamMessage(std::make_shared<VelStreamDataPayload>(key(t, sample), chunk));
+}
+
+// A 16-bit mono stream: a header at each whole second, then blocks of `block` samples. A
+// block that straddles a second is sent before the next second's header.
+struct WavStream {
+  WavStream(uint32 r, uint16 b, int32_t t) : rate(r), block(b), t0(t) {}
+  uint32 rate;
+  uint16 block;
+  int32_t t0;
+  uint64 sample = 0;
+  int32_t second = -1;
+  std::vector<uint8> sent;
+
+  void run(WavRecorder& rec, int seconds) {
+    const uint64 end = sample + uint64{rate} * static_cast<uint64>(seconds);
+    std::vector<uint8> bytes(block * 2u);
+    while (sample < end) {
+      const int32_t s = static_cast<int32_t>(sample / rate);
+      if (s != second) {
+        second = s;
+        rec.take(wavHeader(t0 + s, uint64{rate} * static_cast<uint64>(s), rate));
+      }
+      for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8>((sample * 2 + i) * 7);
+      rec.take(dataMsg(t0 + s, sample, bytes.data(), block, 2, &sent));
+      sample += block;
+    }
+  }
+};
+
+std::vector<fs::path> wavFiles(const fs::path& dir) {
+  std::vector<fs::path> files;
+  for (const auto& e : fs::directory_iterator(dir)) files.push_back(e.path());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+struct ReadBack {
+  std::shared_ptr<MavWavHeader> header;
+  std::string samples;
+};
+
+ReadBack readWav(const fs::path& path) {
+  const std::string bytes = readFile(path);
+  CircularByteBuffer buf(bytes.size() + 1);
+  buf.write(reinterpret_cast<const uint8*>(bytes.data()), bytes.size());
+  MavWavHeaderProcessor reader;
+  ReadBack r;
+  if (!reader.pump(buf)) return r;
+  r.header = reader.header();
+  r.samples = bytes.substr(static_cast<std::size_t>(reader.headerSize()));
+  return r;
+}
+
+std::string run(const std::string& command) {
+  std::string out;
+  if (FILE* p = popen(command.c_str(), "r")) {
+    char buf[256];
+    while (fgets(buf, sizeof buf, p) != nullptr) out += buf;
+    pclose(p);
+  }
+  return out;
+}
+
+bool have(const char* tool) { return std::system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0; }
+
+}  // namespace
+
+TEST(WavRecorder, ClockAlignedPeriodsReadBackWithTheBytesSent) {
+  TempDir tmp;
+  Events events;
+  WavStream stream{8000, 1000, 2000000000};
+  {
+    WavRecorder rec(tmp.dir, "hf", 2, nullptr, &events);
+    stream.run(rec, 7);  // seconds 0..6: files at 0, 2, 4 (full) and 6
+    rec.finish();
+  }
+  const auto files = wavFiles(tmp.dir);
+  ASSERT_EQ(files.size(), 4u);
+  EXPECT_EQ(files[0].filename(), "hf20330518_033320.wav");
+  EXPECT_EQ(events.opened, files);
+  ASSERT_EQ(events.closed.size(), 4u);
+  EXPECT_TRUE(events.errors.empty());
+
+  std::string all;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const ReadBack r = readWav(files[i]);
+    ASSERT_TRUE(r.header) << files[i];
+    EXPECT_EQ(r.header->fmt()->sampleRate(), 8000u);
+    EXPECT_EQ(r.header->fmt()->bitsPerSamp(), 16);
+    EXPECT_EQ(r.header->fmt()->numChannels(), 1);
+    EXPECT_EQ(r.header->dataSize(), i < 3 ? 32000u : 16000u);
+    EXPECT_EQ(r.samples.size(), r.header->dataSize());
+    EXPECT_EQ(events.closed[i].second, fs::file_size(files[i]));
+    all += r.samples;
+  }
+  EXPECT_EQ(all, std::string(stream.sent.begin(), stream.sent.end()));
+  const ReadBack first = readWav(files[0]);
+  EXPECT_EQ(first.header->info()->serialNo(0), 321);
+  EXPECT_EQ(first.header->info()->maxCount(), 32767);
+  EXPECT_EQ(first.header->info()->seqNum(), 0u);
+
+  // Independent readers agree on frames and rate.
+  const std::string f = files[1].string();
+  if (!have("soxi") || !have("sndfile-info") || !have("python3")) GTEST_SKIP() << "interop tools missing";
+  EXPECT_EQ(run("soxi -s " + f), "16000\n");
+  EXPECT_EQ(run("soxi -r " + f), "8000\n");
+  const std::string info = run("sndfile-info " + f);
+  EXPECT_NE(info.find("Frames      : 16000"), std::string::npos) << info;
+  EXPECT_NE(info.find("Sample Rate : 8000"), std::string::npos) << info;
+  EXPECT_EQ(run("python3 -c \"import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes(), w.getframerate())\" " + f),
+            "16000 8000\n");
+}
+
+TEST(WavRecorder, StraddlingBlocksKeepOrderAndOpenFilesStayConstant) {
+  TempDir tmp;
+  Events events;
+  // 3000-sample blocks do not divide the second: a full file is reached before the header
+  // that closes it, and the blocks in between must go into the next file, in order.
+  WavStream stream{8000, 3000, 1000000000};
+  WavRecorder rec(tmp.dir, "x", 2, nullptr, &events);
+  stream.run(rec, 7);  // 3 rollovers
+  const std::size_t afterThree = openFds();
+  stream.run(rec, 34);  // 20 rollovers in all
+  EXPECT_EQ(openFds(), afterThree);
+  EXPECT_EQ(events.closed.size(), 20u);
+  rec.finish();
+  std::string all;
+  for (const auto& f : wavFiles(tmp.dir)) {
+    const ReadBack r = readWav(f);
+    ASSERT_TRUE(r.header) << f;
+    EXPECT_EQ(r.samples.size(), r.header->dataSize()) << f;
+    all += r.samples;
+  }
+  EXPECT_EQ(all, std::string(stream.sent.begin(), stream.sent.end()));
+  EXPECT_EQ(events.missed, 0u);
+}
+
+TEST(WavRecorder, FileCutBeforeFinishReadsUpToTheLastPatch) {
+  if (!have("python3")) GTEST_SKIP() << "python3 missing";
+  TempDir tmp;
+  WavStream stream{8000, 1000, 1000000000};
+  WavRecorder rec(tmp.dir, "cut", 60, nullptr);
+  stream.run(rec, 1);
+  std::vector<uint8> half(1000, 0x11);
+  for (int i = 0; i < 4; ++i) rec.take(dataMsg(1000000001, 8000 + 500u * i, half.data(), 500, 2, nullptr));
+  // 1.25 s written; sizes were last patched at one second of audio.
+  const fs::path copy = tmp.dir.parent_path() / (tmp.dir.filename().string() + "_copy.wav");
+  fs::copy_file(wavFiles(tmp.dir).at(0), copy, fs::copy_options::overwrite_existing);
+  const std::string out =
+      run("python3 -c \"import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes(), len(w.readframes(100000)))\" " +
+          copy.string());
+  fs::remove(copy);
+  EXPECT_EQ(out, "8000 16000\n");
+}
+
+TEST(WavRecorder, UnwritableDirectoryIsReportedWithTheWritersText) {
+  Events events;
+  WavStream stream{8000, 1000, 1000000000};
+  WavRecorder rec("/nonexistent/velrec", "x", 2, nullptr, &events);
+  stream.run(rec, 1);
+  ASSERT_FALSE(events.errors.empty());
+  EXPECT_EQ(events.errors.front(), std::make_pair(1, std::string("Error opening wav file for writing.")));
+  EXPECT_TRUE(events.opened.empty());
+}
+
+TEST(SpectrumRecorder, WritesHeaderFromTheEventHeaderAndOneLinePerSpectrum) {
+  TempDir tmp;
+  Events events;
+  stFFT_SETUP_CHUNK_V1 fft{};
+  fft.type = 0x46;
+  fft.version = 1;
+  fft.sampleRate = 1000;
+  fft.numPoints = 4;
+  fft.samplesBtwFfts = 2;
+  fft.refLevel = 20;
+  fft.procType = 6;
+  fft.accumCount = 3;
+  stSTATUS_CHUNK_V0 status{};
+  status.type = 0x43;
+  status.temperature = 215;
+  status.humidity = 402;
+  auto header = [&](int32_t t) {
+    return VelStreamMessage(std::make_shared<VelStreamEventHeaderPayload>(
+        key(t, 0), deviceInfo(),
+        std::vector<std::shared_ptr<const VelStreamStatusChunk>>{std::make_shared<VelStreamStatusChunkV0>(status)},
+        VelStreamSetupContainer(std::shared_ptr<const VelFftSetupChunk>(std::make_shared<VelFftSetupChunkV1>(fft))),
+        std::vector<std::shared_ptr<const VelAmplScalingChunk>>{}, 1, nullptr));
+  };
+  const uint8 bins[3] = {4, 5, 6};
+  {
+    SpectrumRecorder rec(tmp.dir, "fft", 60, nullptr, &events);
+    rec.take(header(61));
+    rec.take(dataMsg(61, 9, bins, 3, 1, nullptr));
+    rec.take(header(62));
+    rec.take(dataMsg(62, 10, bins, 3, 1, nullptr));
+  }
+  ASSERT_EQ(events.opened.size(), 1u);
+  EXPECT_EQ(events.opened[0].filename(), "fft19700101_000101.txt");
+  const std::string text = readFile(events.opened[0]);
+  ASSERT_EQ(events.closed.size(), 1u);
+  EXPECT_EQ(events.closed[0].second, text.size());
+  for (const char* line : {"Computer\tHOST\n", "S/N\t321\n", "Firmware\t1.2.3\n", "dB Ref re 1uPa\t190\n",
+                           "Power Calculation\tFiltered\n", "Accumulations\t3\n", "0.00\t250.00\t500.00\t\n",
+                           "00:01:01\t\t21.50\t40.20\t9\t3\t4\t5\t6\t\n", "00:01:02\t\t21.50\t40.20\t10\t3\t4\t5\t6\t\n"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << line;
+  }
+
+  // A waveform header on a spectrum port: no file, one warning.
+  LogCapture log;
+  SpectrumRecorder wrong(tmp.dir, "w", 60, nullptr, &events);
+  wrong.take(wavHeader(61, 0, 8000));
+  EXPECT_EQ(log.lines(),
+            std::vector<std::string>{
+                "static MavSpectrumFileHeader* MavSpectrumFileHeader::fromEventHdr(const VelStreamEventHeaderPayload&, "
+                "std::shared_ptr<VelDevice>) WARNING: Event header contains no fft setup chunk. Fft Logger may be "
+                "connected to the wrong stream."});
+}

@@ -1,0 +1,16 @@
+#pragma once
+// File names of a recorder: "<prefix>YYYYMMDD_HHMMSS" after the first second a file holds,
+// with "_1", "_2", ... when another file must open within the same second (a setup change
+// right after a boundary), so that no file is ever replaced or continued by mistake.
+
+#include <string>
+
+namespace veliface::record {
+
+// The name a file opened now for time `t` gets; `lastBase` and `count` are what
+// `noteOpened` keeps.
+std::string freshName(const std::string& prefix, long long t, const std::string& lastBase, int count);
+// Notes that a file of `name` was opened.
+void noteOpened(const std::string& name, std::string& lastBase, int& count);
+
+}  // namespace veliface::record
