@@ -68,6 +68,7 @@ Session::Session(const SessionConfig& config, std::shared_ptr<VelDevice> device,
 Session::~Session() = default;
 
 void Session::receive(Channel ch, const uint8* data, std::size_t n) {
+  if (ch != Channel::Control && limitReached()) return;  // the recording is complete
   counters_.received += n;
   if (capture_ && !capture_->write(ch, data, n) && failure_.empty()) {
     fail(std::string("cannot write the ") + channelName(ch) + " capture");
@@ -151,7 +152,9 @@ void Session::closedWav(const fs::path& path, uint64 bytes) {
   ring.write(head.data(), got);
   MavWavHeaderProcessor reader;
   if (!reader.pump(ring) || !reader.header() || !reader.header()->fmt()) {
-    fail("cannot read back the header of " + path.string());
+    // The reader wants bytes after the data chunk's header, so a file that a last event
+    // header opened and no sample reached reads as incomplete: it holds no samples.
+    rec.unread = true;
     files_.push_back(rec);
     return;
   }

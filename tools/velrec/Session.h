@@ -57,6 +57,7 @@ struct FileRecord {
   uint64 samples = 0;          ///< sample frames (WAV) or data lines (spectrum)
   uint64 dataBytes = 0;        ///< sample bytes (WAV)
   bool wav = false;            ///< WAV (else spectrum text)
+  bool unread = false;         ///< WAV whose header could not be read back (no samples)
 };
 
 /// Figures of a running recording.

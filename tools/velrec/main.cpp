@@ -249,7 +249,7 @@ void summary(Console& console, const Session& s) {
   for (const FileRecord& f : s.files()) {
     if (f.wav) {
       console.out("wrote " + f.path.string() + " samples=" + std::to_string(f.samples) +
-                  " bytes=" + std::to_string(f.bytes));
+                  " bytes=" + std::to_string(f.bytes) + (f.unread ? " (header not readable)" : ""));
       samples += f.samples, bytes += f.dataBytes, ++wavFiles;
     } else {
       console.out("wrote " + f.path.string() + " lines=" + std::to_string(f.samples) +

@@ -137,7 +137,6 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     EXPECT_TRUE(fs::exists(path)) << path;
     EXPECT_EQ(std::stoull(f.at("bytes")), fs::file_size(path)) << path;
     if (fs::path(path).extension() == ".txt") {
-      EXPECT_GT(std::stoull(f.at("lines")), 0u) << path;
       ++r.specFiles;
       continue;
     }
@@ -147,9 +146,16 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     CircularByteBuffer ring(bytes.size());
     ring.write(bytes.data(), bytes.size());
     MavWavHeaderProcessor reader;
-    ASSERT_TRUE(reader.pump(ring)) << path;
+    const bool read = reader.pump(ring);
     const auto hdr = reader.header();
-    ASSERT_TRUE(hdr && hdr->fmt()) << path;
+    if (l.find("(header not readable)") != std::string::npos) {
+      // Only a file opened by a last event header, with no samples, is left unread.
+      EXPECT_EQ(f.at("samples"), "0") << path;
+      EXPECT_LT(bytes.size(), 1024u) << path;
+      continue;
+    }
+    EXPECT_TRUE(read && hdr && hdr->fmt()) << path;
+    if (!read || !hdr || !hdr->fmt()) continue;
     EXPECT_EQ(hdr->fmt()->sampleRate(), rate);
     EXPECT_EQ(hdr->fmt()->numChannels(), 1);
     EXPECT_EQ(hdr->fmt()->blockAlign(), 3);  // one channel of 24-bit samples
@@ -158,7 +164,7 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     EXPECT_EQ(std::stoull(f.at("samples")), frames) << path;
     r.frames += frames;
   }
-  const auto total = fields(find(lines, "velrec: waveform "));
+  auto total = fields(find(lines, "velrec: waveform "));
   r.checksum = total["checksum"];
   EXPECT_EQ(std::to_string(r.frames), total["samples"]);
   EXPECT_EQ(std::to_string(r.wavFiles), total["files"]);
@@ -182,8 +188,11 @@ TEST(Velrec, RecordsTheSimulatedDeviceInProcessAndMatchesItsChecksum) {
   EXPECT_EQ(r.frames, 144000u);
   EXPECT_EQ(r.wavFiles, 3);
   EXPECT_GE(r.specFiles, 3);
-  const auto sim = fields(find(lines, "velrec: simulator: waveform "));
+  auto sim = fields(find(lines, "velrec: simulator: waveform "));
   EXPECT_EQ(sim["samples"], "144000");
+  // Every spectrum sent is one data line.
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum "))["lines"],
+            fields(find(lines, "velrec: simulator: spectrum "))["spectra"]);
   ASSERT_FALSE(r.checksum.empty());
   EXPECT_EQ(r.checksum, sim["checksum"]);
   EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0");
@@ -198,7 +207,7 @@ TEST(Velrec, RecordsTheSimulatedDeviceInProcessAndMatchesItsChecksum) {
   ASSERT_EQ(replay.wait(), 0);
   const Recorded rr = checkFiles(replayed, 48000);
   EXPECT_EQ(rr.checksum, r.checksum);
-  EXPECT_EQ(rr.wavFiles, 3);
+  EXPECT_EQ(rr.frames, 144000u);
   fs::remove_all(out), fs::remove_all(cap), fs::remove_all(again);
 }
 
@@ -236,17 +245,17 @@ TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
   const fs::path out = freshDir("net");
   Child rec({program("VELREC"), "--device", "127.0.0.1", "--fast", "--duration", "3", "--period", "1", "--out",
              out.string(), "--control-port", ports["control"], "--waveform-port", ports["waveform"],
-             "--spectrum-port", ports["spectrum"], "--set", "WAVE_SAMPLE_RATE=32000"});
+             "--spectrum-port", ports["spectrum"], "--set", "WAVE_SAMPLE_RATE=64000"});
   const auto lines = rec.rest();
   ASSERT_EQ(rec.wait(), 0);
-  const std::string sent = velsim.until("velsim: waveform samples=");
+  auto sent = fields(velsim.until("velsim: waveform samples="));
 
-  const Recorded r = checkFiles(lines, 32000);
-  EXPECT_EQ(r.frames, 96000u);
+  const Recorded r = checkFiles(lines, 64000);
+  EXPECT_EQ(r.frames, 192000u);
   EXPECT_EQ(r.wavFiles, 3);
-  EXPECT_EQ(fields(sent)["samples"], "96000");
-  EXPECT_EQ(r.checksum, fields(sent)["checksum"]);
-  EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_SAMPLE_RATE=32000"), "");
+  EXPECT_EQ(sent["samples"], "192000");
+  EXPECT_EQ(r.checksum, sent["checksum"]);
+  EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_SAMPLE_RATE=64000"), "");
   fs::remove_all(out);
 }
 
