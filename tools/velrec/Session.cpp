@@ -68,7 +68,7 @@ Session::Session(const SessionConfig& config, std::shared_ptr<VelDevice> device,
 Session::~Session() = default;
 
 void Session::receive(Channel ch, const uint8* data, std::size_t n) {
-  if (ch != Channel::Control && limitReached()) return;  // the recording is complete
+  if (ch == Channel::Waveform && limitReached()) return;  // the recording is complete
   counters_.received += n;
   if (capture_ && !capture_->write(ch, data, n) && failure_.empty()) {
     fail(std::string("cannot write the ") + channelName(ch) + " capture");
