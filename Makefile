@@ -1,6 +1,6 @@
 # The two everyday commands:
 #   make test     install dependencies, configure (preset dev), build, run the tests
-#   make record   install dependencies, build, run the host example
+#   make record   install dependencies, build, record 10 s of the simulated device to ./recordings
 # Variables: WERROR=ON|OFF (default OFF), BUILD_DIR (default build/dev),
 #            CMAKE_ARGS (extra configure arguments), JOBS (default 2).
 
@@ -24,4 +24,4 @@ test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j$(JOBS)
 
 record: build
-	$(BUILD_DIR)/examples/enquire
+	$(BUILD_DIR)/tools/velrec/velrec --fast --duration 10 --out ./recordings

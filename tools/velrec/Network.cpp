@@ -1,0 +1,138 @@
+#include "Network.h"
+
+namespace velrec {
+
+using asio::ip::tcp;
+
+namespace {
+
+// The host opens a stream port with this frame: code 'S', the marker, payload length 0.
+const std::array<uint8, 4> kStartMessage{{0x53, 0x2A, 0x00, 0x00}};
+
+// Runs `io` until `done` or `timeout`; what is still pending is cancelled through `cancel`.
+template <typename Cancel>
+void runUntil(asio::io_context& io, const bool& done, std::chrono::milliseconds timeout, Cancel cancel) {
+  io.restart();
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (!done && std::chrono::steady_clock::now() < deadline) {
+    io.run_one_until(deadline);
+  }
+  if (!done) {
+    cancel();
+    io.restart();
+    while (!done && io.run_one() > 0) {
+    }
+  }
+}
+
+}  // namespace
+
+bool TcpLink::connect(const std::string& host, uint16 port, std::chrono::milliseconds timeout,
+                      std::string& error) {
+  asio::error_code ec;
+  tcp::resolver resolver(io_);
+  const auto endpoints = resolver.resolve(host, std::to_string(port), ec);
+  if (ec) {
+    error = ec.message();
+    return false;
+  }
+  bool done = false;
+  asio::error_code result = asio::error::timed_out;
+  asio::async_connect(socket_, endpoints, [&](const asio::error_code& e, const tcp::endpoint&) {
+    result = e;
+    done = true;
+  });
+  runUntil(io_, done, timeout, [&] { socket_.close(ec); });
+  if (result) {
+    error = done && result != asio::error::operation_aborted ? result.message() : "timed out";
+    socket_.close(ec);
+    return false;
+  }
+  return true;
+}
+
+bool TcpLink::send(const std::vector<uint8>& frame) {
+  asio::error_code ec;
+  asio::write(socket_, asio::buffer(frame), ec);
+  return !ec;
+}
+
+std::size_t TcpLink::receive(uint8* buf, std::size_t max, std::chrono::milliseconds timeout) {
+  bool done = false;
+  std::size_t got = 0;
+  socket_.async_read_some(asio::buffer(buf, max), [&](const asio::error_code& e, std::size_t n) {
+    got = e ? 0 : n;
+    done = true;
+  });
+  runUntil(io_, done, timeout, [&] { socket_.cancel(); });
+  return got;
+}
+
+StreamConn::StreamConn(asio::io_context& io, std::string host, uint16 port, Channel ch,
+                       Session& session, Console& console)
+    : io_(io), host_(std::move(host)), port_(port), ch_(ch), session_(session), console_(console),
+      retry_(io) {}
+
+void StreamConn::connect() {
+  if (stopped_) return;
+  auto sock = std::make_shared<tcp::socket>(io_);
+  socket_ = sock;
+  asio::error_code ec;
+  tcp::resolver resolver(io_);
+  const auto endpoints = resolver.resolve(host_, std::to_string(port_), ec);
+  if (ec) {
+    lost(ec.message());
+    return;
+  }
+  asio::async_connect(*sock, endpoints, [this, sock](const asio::error_code& e, const tcp::endpoint&) {
+    if (sock != socket_ || stopped_) return;
+    if (e) {
+      lost(e.message());
+      return;
+    }
+    asio::error_code wec;
+    asio::write(*sock, asio::buffer(kStartMessage), wec);
+    if (wec) {
+      lost(wec.message());
+      return;
+    }
+    read();
+  });
+}
+
+void StreamConn::read() {
+  auto sock = socket_;
+  sock->async_read_some(asio::buffer(buf_), [this, sock](const asio::error_code& e, std::size_t n) {
+    if (sock != socket_ || stopped_) return;
+    if (n > 0) session_.receive(ch_, buf_.data(), n);
+    if (e) {
+      lost(e == asio::error::eof ? "closed by the device" : e.message());
+      return;
+    }
+    read();
+  });
+}
+
+void StreamConn::lost(const std::string& why) {
+  asio::error_code ec;
+  if (socket_) socket_->close(ec);
+  socket_.reset();
+  session_.connectionLost(ch_);
+  console_.log(std::string(channelName(ch_)) + " connection to " + host_ + ":" + std::to_string(port_) +
+               " lost (" + why + "); retrying in " + std::to_string(backoff_.count()) + " s");
+  retry_.expires_after(backoff_);
+  backoff_ = std::min(backoff_ * 2, std::chrono::seconds(30));
+  retry_.async_wait([this](const asio::error_code& e) {
+    if (!e) connect();
+  });
+}
+
+void StreamConn::stop() {
+  stopped_ = true;
+  retry_.cancel();
+  asio::error_code ec;
+  if (socket_) socket_->close(ec);
+  socket_.reset();
+}
+
+}  // namespace velrec

@@ -1,0 +1,352 @@
+// velrec: records what a device streams to WAV and spectrum files. With no device named it
+// records the simulated device running in this process; with --device it talks to a device
+// (or velsim) over TCP; with --replay it records a raw waveform stream capture.
+
+#include "Console.h"
+#include "DeviceControl.h"
+#include "Network.h"
+#include "Session.h"
+
+#include <sim/SimDevice.h>
+#include <sim/SimStream.h>
+#include <sim/StreamFrameEncoder.h>
+
+#include <veliface/common/VelLog.h>
+#include <veliface/device/MavDevice.h>
+#include <veliface/device/VelDevice.h>
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cinttypes>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+
+namespace {
+
+using namespace velrec;
+using Clock = std::chrono::steady_clock;
+
+volatile std::sig_atomic_t g_stop = 0;
+extern "C" void onSignal(int sig) { g_stop = sig; }
+
+struct Options {
+  std::string device;
+  uint16 controlPort = 5000;
+  uint16 waveformPort = 5001;
+  uint16 spectrumPort = 5002;
+  std::string out = "./recordings";
+  std::string prefix;
+  int period = 60;
+  double duration = 0;
+  bool fast = false;
+  std::vector<std::string> settings;
+  std::string replay;
+  std::string capture;
+  uint64 seed = 1;
+};
+
+// `v` with `decimals` digits after the point.
+std::string fmt(int decimals, double v) {
+  char b[64];
+  std::snprintf(b, sizeof b, "%.*f", decimals, v);
+  return b;
+}
+
+// The live status: elapsed time, audio recorded, MB written, files, losses and data rate.
+class Status {
+ public:
+  Status(Console& console, const Session& session) : console_(console), session_(session) {}
+  void tick(bool force = false) {
+    const auto now = Clock::now();
+    const auto every = console_.tty() ? std::chrono::milliseconds(500) : std::chrono::milliseconds(10000);
+    if (!force && now - last_ < every) return;
+    const Counters& c = session_.counters();
+    const double dt = std::chrono::duration<double>(now - last_).count();
+    const double rate = dt > 0 ? static_cast<double>(c.received - lastReceived_) / dt / 1000.0 : 0.0;
+    const double audio = c.sampleRate ? static_cast<double>(c.waveSamples) / c.sampleRate : 0.0;
+    console_.status("elapsed " + fmt(0, std::chrono::duration<double>(now - start_).count()) +
+                    " s | audio " + fmt(1, audio) + " s | " +
+                    fmt(2, static_cast<double>(c.wavBytes) / 1e6) + " MB | files " +
+                    std::to_string(c.filesOpened) + " | sequence losses " + std::to_string(c.sequenceLosses) +
+                    " | missed samples " + std::to_string(c.missedSamples) + " | " + fmt(1, rate) +
+                    " kB/s");
+    last_ = now;
+    lastReceived_ = c.received;
+  }
+
+ private:
+  Console& console_;
+  const Session& session_;
+  Clock::time_point start_ = Clock::now();
+  Clock::time_point last_ = Clock::now();
+  uint64 lastReceived_ = 0;
+};
+
+bool keepGoing(const Session& s) { return !g_stop && s.failure().empty() && !s.limitReached(); }
+
+// Enquire, job setup and clock, the same for the simulated and a real device.
+std::shared_ptr<MavDevice> prepare(DeviceControl& ctl, const Options& o, Console& console, int& exitCode) {
+  auto device = ctl.enquire();
+  if (!device) {
+    console.log("error: the device does not answer the enquiry");
+    exitCode = 1;
+    return nullptr;
+  }
+  if (!o.settings.empty()) {
+    std::string error;
+    if (!ctl.setupJob(o.settings, error)) {
+      console.out("job setup refused: " + error);
+      exitCode = 1;
+      return nullptr;
+    }
+  }
+  if (!ctl.setClock()) console.log("the device did not confirm the clock setting; recording anyway");
+  return device;
+}
+
+SessionConfig sessionConfig(const Options& o) {
+  SessionConfig c;
+  c.outDir = o.out;
+  c.prefix = o.prefix;
+  c.period = o.period;
+  c.duration = o.duration;
+  return c;
+}
+
+void reportNotifications(Session& session, Console& console, StreamConn* wave = nullptr,
+                         StreamConn* spec = nullptr) {
+  session.setNotifySink([&console, wave, spec](Channel ch, uint32 code, const std::string& text) {
+    if (code == 0) {
+      console.log(std::string(channelName(ch)) + " stream started");
+      StreamConn* conn = ch == Channel::Waveform ? wave : spec;
+      if (conn) conn->started();
+    } else {
+      console.log(std::string(channelName(ch)) + " stream: " + text);
+    }
+  });
+}
+
+// The simulated device in this process: its streams' bytes go straight into the session.
+int runInProcess(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+  velsim::DeviceConfig cfg;
+  cfg.seed = o.seed;
+  velsim::SimDevice sim(cfg);
+  SimLink link(sim);
+  DeviceControl ctl(link, console, capture);
+  int exitCode = 0;
+  const auto device = prepare(ctl, o, console, exitCode);
+  if (!device) return exitCode;
+  session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
+  reportNotifications(*session, console);
+
+  const auto wall = std::chrono::system_clock::now().time_since_epoch();
+  const uint32 nanos = o.fast ? 0 : static_cast<uint32>(std::chrono::duration_cast<std::chrono::nanoseconds>(wall).count() % 1000000000);
+  const int64 t0 = sim.deviceTime();
+  velsim::SimStream wave(sim.streamSetup(velsim::StreamKind::Waveform, t0, nanos));
+  velsim::SimStream spec(sim.streamSetup(velsim::StreamKind::Spectrum, t0, nanos));
+  const std::pair<velsim::SimStream*, Channel> streams[] = {{&wave, Channel::Waveform}, {&spec, Channel::Spectrum}};
+  for (auto [s, ch] : streams) {
+    // What a stream port answers to the start message comes first, as on the network.
+    velsim::Bytes note;
+    velsim::StreamFrameEncoder::appendNotifyFrame(note, velsim::NotifyCode::NoError);
+    session->receive(ch, note.data(), note.size());
+  }
+
+  Status status(console, *session);
+  const auto start = Clock::now();
+  uint64 stepNanos = 0;  // audio time produced so far (fast mode)
+  for (;;) {
+    uint64 ns;
+    if (o.fast) {
+      stepNanos += 100000000;  // a tenth of a second per step
+      ns = stepNanos;
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      ns = static_cast<uint64>(std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count());
+    }
+    bool last = false;
+    if (o.duration > 0 && ns >= static_cast<uint64>(std::llround(o.duration * 1e9))) {
+      ns = static_cast<uint64>(std::llround(o.duration * 1e9));
+      last = true;
+    }
+    for (auto [s, ch] : streams) {
+      const uint64 rate = s->setup().sampleRate;
+      s->produce(ns / 1000000000ull * rate + ns % 1000000000ull * rate / 1000000000ull);
+      velsim::Bytes& out = s->output();
+      session->receive(ch, out.data(), out.size());
+      out.clear();
+    }
+    status.tick();
+    if (last || g_stop || !session->failure().empty()) break;
+  }
+  console.out("simulator: " + wave.summary());
+  console.out("simulator: " + spec.summary());
+  return 0;
+}
+
+int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+  asio::io_context io;
+  TcpLink link(io);
+  std::string error;
+  for (std::chrono::seconds backoff(1); !link.connect(o.device, o.controlPort, std::chrono::seconds(5), error);
+       backoff = std::min(backoff * 2, std::chrono::seconds(30))) {
+    console.log("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" +
+                error + "); retrying in " + std::to_string(backoff.count()) + " s");
+    for (auto until = Clock::now() + backoff; Clock::now() < until && !g_stop;)
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (g_stop) return 1;
+  }
+  DeviceControl ctl(link, console, capture);
+  int exitCode = 0;
+  const auto device = prepare(ctl, o, console, exitCode);
+  if (!device) return exitCode;
+  session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
+  StreamConn wave(io, o.device, o.waveformPort, Channel::Waveform, *session, console);
+  StreamConn spec(io, o.device, o.spectrumPort, Channel::Spectrum, *session, console);
+  reportNotifications(*session, console, &wave, &spec);
+  wave.start();
+  spec.start();
+  Status status(console, *session);
+  io.restart();
+  while (keepGoing(*session)) {
+    io.run_for(std::chrono::milliseconds(100));
+    status.tick();
+  }
+  wave.stop();
+  spec.stop();
+  io.restart();
+  io.poll();
+  return 0;
+}
+
+int runReplay(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+  std::ifstream in(o.replay, std::ios::binary);
+  if (!in) {
+    console.log("error: cannot read " + o.replay);
+    return 1;
+  }
+  session = std::make_unique<Session>(sessionConfig(o), nullptr, capture);
+  reportNotifications(*session, console);
+  Status status(console, *session);
+  std::vector<uint8> buf(64 * 1024);
+  while (keepGoing(*session) && in) {
+    in.read(reinterpret_cast<char*>(buf.data()), static_cast<std::streamsize>(buf.size()));
+    session->receive(Channel::Waveform, buf.data(), static_cast<std::size_t>(in.gcount()));
+    status.tick();
+  }
+  return 0;
+}
+
+void summary(Console& console, const Session& s) {
+  uint64 samples = 0, bytes = 0, lines = 0;
+  int wavFiles = 0, specFiles = 0;
+  for (const FileRecord& f : s.files()) {
+    if (f.wav) {
+      console.out("wrote " + f.path.string() + " samples=" + std::to_string(f.samples) +
+                  " bytes=" + std::to_string(f.bytes) + (f.unread ? " (header not readable)" : ""));
+      samples += f.samples, bytes += f.dataBytes, ++wavFiles;
+    } else {
+      console.out("wrote " + f.path.string() + " lines=" + std::to_string(f.samples) +
+                  " bytes=" + std::to_string(f.bytes));
+      lines += f.samples, ++specFiles;
+    }
+  }
+  char line[160];
+  std::snprintf(line, sizeof line, "waveform samples=%" PRIu64 " bytes=%" PRIu64 " checksum=0x%016" PRIx64 " files=%d",
+                samples, bytes, s.checksum(), wavFiles);
+  console.out(line);
+  console.out("spectrum lines=" + std::to_string(lines) + " files=" + std::to_string(specFiles));
+  console.out("sequence losses=" + std::to_string(s.counters().sequenceLosses) +
+              " missed samples=" + std::to_string(s.counters().missedSamples));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o;
+  CLI::App app{
+      "velrec: records what an acoustic sensor streams to WAV files (waveform) and spectrum text\n"
+      "files, one file per period, starting on whole multiples of the period on the clock.\n"
+      "Without --device it records a simulated device running inside velrec; with --device it\n"
+      "connects to a device or to velsim, enquires it, applies --set settings, sets its clock\n"
+      "and records its waveform and spectrum ports. Ctrl-C finishes every file properly.\n\n"
+      "Examples:\n"
+      "  velrec --duration 10 --out ./recordings            10 s of simulated audio, real time\n"
+      "  velrec --fast --duration 600 --period 60           ten files as fast as possible\n"
+      "  velrec --device 192.168.1.20 --set WAVE_SAMPLE_RATE=128000 --period 300\n"
+      "  velrec --device 127.0.0.1 --capture ./cap          also keep the raw bytes\n"
+      "  velrec --replay ./cap/waveform.bin --out ./again   record a capture again"};
+  app.add_option("--device", o.device, "host name or address of the device or velsim (example: --device 192.168.1.20)");
+  app.add_option("--control-port", o.controlPort, "device control TCP port (example: --control-port 5000)")->capture_default_str();
+  app.add_option("--waveform-port", o.waveformPort, "device waveform stream TCP port (example: --waveform-port 5001)")->capture_default_str();
+  app.add_option("--spectrum-port", o.spectrumPort, "device spectrum stream TCP port (example: --spectrum-port 5002)")->capture_default_str();
+  app.add_option("--out", o.out, "directory of the recordings, created if missing (example: --out /data/rec)")->capture_default_str();
+  app.add_option("--prefix", o.prefix, "file name prefix before the date and time (example: --prefix site3_)");
+  app.add_option("--period", o.period, "seconds per file; files start on whole multiples on the clock (example: --period 300)")
+      ->check(CLI::Range(1, 86400))->capture_default_str();
+  app.add_option("--duration", o.duration, "stop after this many seconds of waveform audio; 0 records until Ctrl-C (example: --duration 10)")
+      ->check(CLI::NonNegativeNumber)->capture_default_str();
+  app.add_flag("--fast", o.fast, "simulated device: produce audio as fast as possible instead of in real time");
+  app.add_option("--set", o.settings, "job setting NAME=VALUE sent to the device before recording; repeatable "
+                                     "(example: --set WAVE_SAMPLE_RATE=96000 --set WAVE_BIT_DEPTH=16)");
+  app.add_option("--replay", o.replay, "record a raw waveform stream capture instead of a device (example: --replay cap/waveform.bin)");
+  app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, spectrum.bin in this directory (example: --capture ./cap)");
+  app.add_option("--seed", o.seed, "simulated device: seed of its signal (example: --seed 7)")->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  if (!o.device.empty() && !o.replay.empty()) {
+    std::fprintf(stderr, "velrec: --device and --replay exclude each other\n");
+    return 2;
+  }
+
+  Console console(isatty(STDERR_FILENO) != 0);
+  VelLog::setSink([&console](const std::string& line) { console.log(line); });
+  struct sigaction sa {};
+  sa.sa_handler = onSignal;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGINT, &sa, nullptr);
+  sigaction(SIGTERM, &sa, nullptr);
+
+  std::error_code ec;
+  std::filesystem::create_directories(o.out, ec);
+  if (ec) {
+    console.log("error: cannot create " + o.out + ": " + ec.message());
+    return 1;
+  }
+  std::unique_ptr<Capture> capture;
+  if (!o.capture.empty()) {
+    std::string error;
+    capture = std::make_unique<Capture>(o.capture, error);
+    if (!error.empty()) {
+      console.log("error: " + error);
+      return 1;
+    }
+  }
+
+  std::unique_ptr<Session> session;
+  int rc = 0;
+  try {
+    rc = !o.replay.empty() ? runReplay(o, console, capture.get(), session)
+         : !o.device.empty() ? runDevice(o, console, capture.get(), session)
+                             : runInProcess(o, console, capture.get(), session);
+  } catch (const std::exception& e) {
+    console.log(std::string("error: ") + e.what());
+    rc = 1;
+  }
+  if (!session) return rc;
+  if (g_stop) console.log(g_stop == SIGINT ? "stopping on SIGINT" : "stopping on SIGTERM");
+  session->finish();
+  console.endStatus();
+  summary(console, *session);
+  if (!session->failure().empty()) {
+    console.log("error: " + session->failure());
+    rc = 1;
+  }
+  VelLog::setSink({});
+  return rc;
+}
