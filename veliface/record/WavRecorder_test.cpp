@@ -265,8 +265,12 @@ TEST(WavRecorder, FileCutBeforeFinishReadsUpToTheLastPatch) {
   const std::string out =
       run("python3 -c \"import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes(), len(w.readframes(100000)))\" " +
           copy.string());
+  const std::string soxFrames = have("soxi") ? run("soxi -s " + copy.string()) : "8000\n";
+  const std::string info = have("sndfile-info") ? run("sndfile-info " + copy.string()) : "Frames      : 8000\n";
   fs::remove(copy);
   EXPECT_EQ(out, "8000 16000\n");
+  EXPECT_EQ(soxFrames, "8000\n");
+  EXPECT_NE(info.find("Frames      : 8000\n"), std::string::npos) << info;
 }
 
 TEST(WavRecorder, UnwritableDirectoryIsReportedWithTheWritersText) {
