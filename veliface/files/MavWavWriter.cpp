@@ -239,10 +239,10 @@ bool MavWavWriter::patchSizes() {
   // order of the writes is all it takes: the kernel keeps one image of the file that outlives
   // the process and already holds every sample written before the patch. Only a power cut can
   // lose that image, and then in any order, the sizes before the samples; forcing the data to
-  // the device before each patch guards against that, but costs a disk round trip (several
-  // ms, four times the time it took to write the second of audio to the page cache) on every
-  // patch, so it is the host's choice. The flush here is one short write at most; the batches
-  // before it stay 1 MiB each.
+  // the device before each patch guards against that, but costs a disk round trip on every
+  // patch (several ms, some times what writing that second of audio to the page cache took),
+  // so it is the host's choice. The flush here is one short write at most; the batches before
+  // it stay 1 MiB each.
   if (!file_->flush() || (forceToStorage_ && !file_->sync())) {
     logFileError(kDataState);
     error_ = WAV_DATA_ERROR;
