@@ -1,6 +1,7 @@
 #include <veliface/files/MavSpecWriter.h>
 
 #include <veliface/common/VelLog.h>
+#include <veliface/files/internal/SpecLine.h>
 #include <veliface/files/internal/Utf8FileBuf.h>
 #include <veliface/files/internal/WideText.h>
 
@@ -113,9 +114,25 @@ void MavSpecWriter::st_data(const StateEvent* e) {
     file_ << L"\n";
     file_.flush();
   }
-  file_ << *data;
+  writeDataLine(*data);
   ++numRecs_;
   consume(e);
+}
+
+void MavSpecWriter::writeDataLine(const MavSpectrumFileData& d) {
+  // The line is formatted in the stream's own state (the float settings earlier lines left on
+  // it) but straight into bytes, and goes to the file in one write, as the stream's flush at
+  // the end of the line would send it.
+  line_.clear();
+  if (!veliface::files::appendDataLine(line_, d, file_)) {
+    file_ << d;  // a state only the stream itself reproduces
+    return;
+  }
+  if (!file_.good()) {
+    file_.setstate(std::ios_base::failbit);  // as the stream's sentry: nothing more is written
+    return;
+  }
+  if (!buf_->writeBytes(line_)) file_.setstate(std::ios_base::badbit);
 }
 
 void MavSpecWriter::st_finish(const StateEvent* e) {

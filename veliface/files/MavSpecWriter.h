@@ -89,8 +89,11 @@ class MavSpecWriter : public FiniteStateMachine<MavSpecWriter> {
   void finishFile();
 
  private:
+  void writeDataLine(const MavSpectrumFileData& d);
+
   std::unique_ptr<veliface::files::Utf8FileBuf> buf_;
   std::wostream file_;
+  std::string line_;  // a data line formatted for the file, reused from line to line
   MavSpectrumFileHeader header_;
   VelDeviceId device_;
   std::wstring path_;

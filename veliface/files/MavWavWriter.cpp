@@ -234,9 +234,16 @@ void MavWavWriter::st_fmtChunk(const StateEvent* ev) {
 }
 
 bool MavWavWriter::patchSizes() {
-  // Data first, forced to storage, and only then the sizes that cover it: after a power cut
-  // the header never claims more samples than the file holds.
-  if (!file_->flush() || !file_->sync()) {
+  // Data first, and only then the sizes that cover it, so the header never claims more
+  // samples than the file holds. Against a cut process (killed, crashed, its host gone) the
+  // order of the writes is all it takes: the kernel keeps one image of the file that outlives
+  // the process and already holds every sample written before the patch. Only a power cut can
+  // lose that image, and then in any order, the sizes before the samples; forcing the data to
+  // the device before each patch guards against that, but costs a disk round trip on every
+  // patch (several ms, some times what writing that second of audio to the page cache took),
+  // so it is the host's choice. The flush here is one short write at most; the batches before
+  // it stay 1 MiB each.
+  if (!file_->flush() || (forceToStorage_ && !file_->sync())) {
     logFileError(kDataState);
     error_ = WAV_DATA_ERROR;
     return false;

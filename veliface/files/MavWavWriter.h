@@ -125,11 +125,17 @@ class MavWavWriter : public FiniteStateMachine<MavWavWriter> {
   std::size_t finishQueueSize() const { return queue_.size(); }
 
   /// Crash safety (off by default, 0): every `patchEveryBytes` of samples the data is
-  /// written out and forced to storage, then the RIFF and data sizes are patched, so a
-  /// recording cut by power loss reads correctly up to the last patch.
-  void setCrashSafety(uint64 patchEveryBytes) { patchEvery_ = patchEveryBytes; }
+  /// written out, then the RIFF and data sizes are patched, so a recording whose process is
+  /// cut reads correctly up to the last patch. With `forceToStorage` the data is also forced
+  /// to the storage device before each patch, which extends that to a power cut.
+  void setCrashSafety(uint64 patchEveryBytes, bool forceToStorage = false) {
+    patchEvery_ = patchEveryBytes;
+    forceToStorage_ = forceToStorage;
+  }
   /// The crash-safety interval in bytes; 0 when off.
   uint64 crashSafety() const { return patchEvery_; }
+  /// True when each crash-safety patch first forces the data to the storage device.
+  bool forcesToStorage() const { return forceToStorage_; }
 
  private:
   void initBuff();
@@ -158,5 +164,6 @@ class MavWavWriter : public FiniteStateMachine<MavWavWriter> {
   uint32 missedSamples_ = 0;
   WavWriteErr error_ = WAV_NO_ERROR;
   uint64 patchEvery_ = 0;
+  bool forceToStorage_ = false;
   uint32 lastPatch_ = 0;
 };

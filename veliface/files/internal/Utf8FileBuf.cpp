@@ -48,6 +48,12 @@ bool Utf8FileBuf::writeOut() {
   return true;
 }
 
+bool Utf8FileBuf::writeBytes(const std::string& utf8) {
+  if (fd_ < 0) return false;
+  out_ += utf8;
+  return writeOut();
+}
+
 Utf8FileBuf::int_type Utf8FileBuf::overflow(int_type c) {
   if (fd_ < 0) return traits_type::eof();
   if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);

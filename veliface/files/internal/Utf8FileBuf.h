@@ -20,6 +20,9 @@ class Utf8FileBuf : public std::wstreambuf {
   bool isOpen() const { return fd_ >= 0; }
   // Writes what is gathered and closes; false when either failed.
   bool close();
+  // Appends bytes that are UTF-8 already and writes everything gathered, as a flush of the
+  // stream would; false when the file is not open or the write failed.
+  bool writeBytes(const std::string& utf8);
 
  protected:
   int_type overflow(int_type c) override;
