@@ -247,13 +247,14 @@ def median_counter(runs, counter):
     return statistics.median(vals) if vals else None
 
 
-def verdict(target, ours, ratio):
+def verdict(target, ours, ratio, unit=""):
     """(target text, verdict text, missed?) for a figure."""
     if target is None:
         return "report", "reported", False
     what, op, value = target
     v = ratio if what == "ratio" else ours
-    label = ("ratio " if what == "ratio" else "") + f"{op.replace('>=', '≥').replace('<=', '≤')} {fnum(value)}"
+    sign = op.replace(">=", "≥").replace("<=", "≤")
+    label = f"ratio {sign} {value:g}" if what == "ratio" else f"{sign} {value:g} {unit}"
     if v is None:
         return label, "not measured", False
     if (op == ">=" and v >= value) or (op == "<=" and v <= value):
@@ -352,13 +353,14 @@ def main():
             rs = [float(r["ratio"]) for r in entry["runs"] if "ratio" in r]
             if len(rs) > 1:
                 spread = f"ratio over {len(rs)} repetitions: {fnum(min(rs))} to {fnum(max(rs))}"
-        tgt, verd, missed = verdict(p["target"], ours, ratio)
+        tgt, verd, missed = verdict(p["target"], ours, ratio, unit)
         if status:
             verd = status
             missed = False
-        out.append(f"| {p['title']} | {fnum(ours)} {unit if ours is not None else ''} | "
-                   f"{fnum(anchor)} {unit if anchor is not None else ''} ({p['anchor']}) | "
-                   f"{fnum(ratio)} | {tgt} | {verd} |")
+        def cell(v):
+            return "—" if v is None else f"{fnum(v)} {unit}"
+        out.append(f"| {p['title']} | {cell(ours)} | {cell(anchor)} ({p['anchor']}) | "
+                   f"{'—' if ratio is None else fnum(ratio)} | {tgt} | {verd} |")
         details.append(f"### {p['title']}")
         details.append("")
         details.append(f"Benchmark `{name or 'BM_Path_' + p['key']}` in `bench/{p['program']}.cpp`. " + p["what"])

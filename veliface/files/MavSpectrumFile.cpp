@@ -131,7 +131,8 @@ class LineBuffer {
     } else {
       char digits[kMaxField - 1];
       const char* last = std::to_chars(digits, digits + (kMaxField - 1), v).ptr;
-      end = std::copy(digits, last, field);
+      end = field;
+      for (const char* p = digits; p != last; ++p) *end++ = static_cast<CharT>(*p);
     }
     *end = static_cast<CharT>('\t');
     used_ += static_cast<std::size_t>(end - field) + 1;
