@@ -103,7 +103,7 @@ if [ -x "$make_capture" ] && [ -x "$velrec" ]; then
   rm -rf "$work/e2e/wav"
   run_cat
   read -r maxrss user sys <"$results/replay.time" || true
-  summary="$(grep -E '^waveform samples=' "$results/replay.txt" | tail -n1 || true)"
+  summary="$(grep -E 'waveform samples=' "$results/replay.txt" | tail -n1 || true)"
   {
     echo "capture_bytes=$bytes"
     echo "size_note=VELIFACE_BENCH_E2E_MB=$e2e_mb"
@@ -148,6 +148,7 @@ if [ -x "$velrec" ]; then
   set -e
   {
     echo "rc=$mem_rc"
+    echo "seconds=$mem_seconds"
     echo "wall=$(seconds_since "$t0")"
     echo "maxrss_kb=$(awk -F': ' '/Maximum resident set size/ { print $2 }' "$results/mem.time")"
     echo "files=$(find "$work/mem/rec" -type f | wc -l)"
