@@ -57,8 +57,9 @@ int main(int argc, char** argv) {
     velsim::SimStream wave(setup);
     // A second at a time: produce() up to the next whole second also emits that second's
     // header, which is where a duration-limited recording stops as well.
-    for (uint64 second = 1; written < target; ++second) {
-      wave.produce(second * setup.sampleRate);
+    uint64 second = 0;
+    while (written < target) {
+      wave.produce(++second * setup.sampleRate);
       put(wave.output());
       wave.output().clear();
     }
