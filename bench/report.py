@@ -162,7 +162,7 @@ E2E_TEXT = {
             "system, run just before and just after the replay (the mean of the two is used). "
             "Wall-clock time, the capture in the page cache. Hydrophones per core: the sample "
             "bytes recorded per second of wall time, divided by the 1.536 MB/s one such "
-            "hydrophone sends (velrec is one thread).",
+            "hydrophone sends (velrec decodes and writes on one thread).",
     "why": "The recorder forces the samples to storage (fdatasync) before each size patch, "
            "once per second of audio, so that after a power cut a header never claims samples "
            "the file does not hold. A replay runs many seconds of audio per second of wall time, so "
