@@ -46,7 +46,8 @@ fi
 velrec="$build/tools/velrec/velrec"
 make_capture="$build/bench/make_capture"
 
-rm -rf "$work"
+# Only what this script creates is removed, whatever VELIFACE_BENCH_WORK points at.
+rm -rf "$results" "$work/e2e" "$work/mem"
 mkdir -p "$results/gbench"
 trap 'rm -rf "$work/e2e" "$work/mem"' EXIT
 
