@@ -3,7 +3,8 @@
 # apt-get (and apt-get update) when a package is missing.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev pkg-config)
+# time: /usr/bin/time -v gives bench/run.sh the peak memory of velrec.
+packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev pkg-config time)
 
 # The tools (simulator, recorder, inspector) and their interop tests need a few more.
 here="$(cd "$(dirname "$0")/.." && pwd)"

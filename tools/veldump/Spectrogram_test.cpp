@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace {
 
@@ -53,7 +54,9 @@ TEST(Spectrogram, PngHeaderCarriesTheRequestedSize) {
   std::string err;
   ASSERT_TRUE(veldump::writePng(veldump::renderSpectrogram({{1, 2}, {3, 4}}, 300, 7), path.string(), err)) << err;
   std::ifstream in(path, std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(in), {});
+  std::ostringstream read;
+  read << in.rdbuf();
+  const std::string bytes = read.str();
   std::filesystem::remove(path);
   ASSERT_GE(bytes.size(), 33u);
   // Signature, IHDR length 13, "IHDR", width 300, height 7, 8 bits, RGB.

@@ -30,7 +30,9 @@ struct TempDir {
 
 std::string slurp(const fs::path& p) {
   std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
 }
 
 void spit(const fs::path& p, const std::string& bytes) {

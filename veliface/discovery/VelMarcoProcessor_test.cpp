@@ -17,8 +17,12 @@ using Bytes = std::vector<uint8>;
 
 // "*", code, length, payload, then the given CRC bytes (never checked by the processor).
 Bytes frame(uint8 code, const Bytes& payload, uint8 crc0 = 0x00, uint8 crc1 = 0x00) {
-  Bytes f = {0x2A, code, static_cast<uint8>(payload.size() & 0xFF),
-             static_cast<uint8>(payload.size() >> 8)};
+  Bytes f;
+  f.reserve(payload.size() + 6);
+  f.push_back(0x2A);
+  f.push_back(code);
+  f.push_back(static_cast<uint8>(payload.size() & 0xFF));
+  f.push_back(static_cast<uint8>(payload.size() >> 8));
   f.insert(f.end(), payload.begin(), payload.end());
   f.push_back(crc0);
   f.push_back(crc1);

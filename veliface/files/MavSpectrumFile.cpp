@@ -122,14 +122,20 @@ class LineBuffer {
   template <typename I>
   void number(I v) {
     if (used_ > kCapacity - kMaxField) drain();
+    // Digits and tab go into one field of kMaxField characters (an integer needs at most
+    // 20 digits and a sign), bounded explicitly so that the tab's place is provably inside.
+    CharT* field = buf_ + used_;
+    CharT* end;
     if constexpr (std::is_same_v<CharT, char>) {
-      used_ = static_cast<std::size_t>(std::to_chars(buf_ + used_, buf_ + kCapacity, v).ptr - buf_);
+      end = std::to_chars(field, field + (kMaxField - 1), v).ptr;
     } else {
-      char digits[kMaxField];
-      const char* end = std::to_chars(digits, digits + kMaxField, v).ptr;
-      for (const char* p = digits; p != end; ++p) buf_[used_++] = static_cast<CharT>(*p);
+      char digits[kMaxField - 1];
+      const char* last = std::to_chars(digits, digits + (kMaxField - 1), v).ptr;
+      end = field;
+      for (const char* p = digits; p != last; ++p) *end++ = static_cast<CharT>(*p);
     }
-    buf_[used_++] = static_cast<CharT>('\t');
+    *end = static_cast<CharT>('\t');
+    used_ += static_cast<std::size_t>(end - field) + 1;
   }
   void drain() {
     if (used_ != 0) os_.write(buf_, static_cast<std::streamsize>(used_));

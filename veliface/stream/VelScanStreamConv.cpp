@@ -210,9 +210,13 @@ std::shared_ptr<VelStreamEventHeaderPayload> VelScanStreamConv::extractEventHdr(
 
 std::shared_ptr<VelStreamDataPayload> VelScanStreamConv::extractSpectrumData(
     std::shared_ptr<VelDataCollectCmd> cmd, const VelDevice&) {
+  // The key is only made when the spectrum chunk is there; holding the chunk itself lets
+  // the optimiser see that too (it cannot follow that through the dynamic cast).
+  const auto spec = cmd ? cmd->chunk<DataCollSpecChunk>() : nullptr;
+  if (!spec) return nullptr;
   auto key = getEventKeyChunk(cmd, VEL_STREAM_SPECTRUM);
   if (!key) return nullptr;
-  const uint16 announced = cmd->chunk<DataCollSpecChunk>()->numBytes();
+  const uint16 announced = spec->numBytes();
   auto data = makeDataChunk(cmd->takeSpecData(), announced, 1,
                             blockTime<DataCollSpecTimeChunk>(*cmd).second);
   auto payload = std::make_shared<VelStreamDataPayload>(std::move(key), std::move(data));
