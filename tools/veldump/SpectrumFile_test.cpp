@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
+#include "TestFiles.h"
 
 #include <filesystem>
 #include <fstream>
@@ -18,22 +19,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct TempDir {
-  fs::path dir;
-  TempDir() {
-    std::string t = (fs::temp_directory_path() / "veldump-spec-XXXXXX").string();
-    dir = ::mkdtemp(t.data());
-  }
-  ~TempDir() {
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-  }
-};
+using veldump::test::slurp;
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+struct TempDir : veldump::test::TempDir {
+  TempDir() : veldump::test::TempDir("veldump-spec") {}
+};
 
 // 2023-11-14 23:59:50 UTC: close enough to midnight that a recording crosses it.
 constexpr int64 kStart = 1700006390;
