@@ -53,9 +53,10 @@ std::string realText(double v) {
   return buf;
 }
 
-// C-style escapes for the text form: the same as JSON's for the common characters, so a
-// reader of either form sees the same text.
-std::string cQuote(const std::string& text) {
+// Quotes `text` with the escapes JSON and C share for the common characters, so a reader of
+// either form sees the same text; other control characters and bytes above 0x7E are
+// written as JSON's \u00XX or C's \xXX.
+std::string quote(const std::string& text, bool json) {
   std::string out = "\"";
   for (unsigned char c : text) {
     switch (c) {
@@ -67,7 +68,11 @@ std::string cQuote(const std::string& text) {
       default:
         if (c < 0x20 || c >= 0x7F) {
           char buf[8];
-          std::snprintf(buf, sizeof buf, "\\x%02X", c);
+          if (json) {
+            std::snprintf(buf, sizeof buf, "\\u%04X", c);
+          } else {
+            std::snprintf(buf, sizeof buf, "\\x%02X", c);
+          }
           out += buf;
         } else {
           out += static_cast<char>(c);
@@ -76,6 +81,8 @@ std::string cQuote(const std::string& text) {
   }
   return out + "\"";
 }
+
+std::string cQuote(const std::string& text) { return quote(text, false); }
 
 bool needsQuotes(const std::string& text) {
   if (text.empty()) return true;
@@ -87,55 +94,32 @@ bool needsQuotes(const std::string& text) {
 
 std::string textAtom(const std::string& text) { return needsQuotes(text) ? cQuote(text) : text; }
 
-struct JsonValue {
-  std::string operator()(const std::string& s) const { return jsonQuote(s); }
+// One value in either form; the forms differ only in how a text is written, how a flag
+// reads and what separates list items.
+struct ValueText {
+  std::string (*atom)(const std::string&);
+  const char* yes;
+  const char* no;
+  const char* separator;
+
+  std::string operator()(const std::string& s) const { return atom(s); }
   std::string operator()(std::int64_t v) const { return std::to_string(v); }
   std::string operator()(std::uint64_t v) const { return std::to_string(v); }
   std::string operator()(double v) const { return realText(v); }
-  std::string operator()(bool v) const { return v ? "true" : "false"; }
+  std::string operator()(bool v) const { return v ? yes : no; }
   std::string operator()(const std::vector<std::string>& list) const {
     std::string out = "[";
-    for (std::size_t i = 0; i < list.size(); ++i) out += (i ? "," : "") + jsonQuote(list[i]);
+    for (std::size_t i = 0; i < list.size(); ++i) out += (i ? separator : "") + atom(list[i]);
     return out + "]";
   }
 };
 
-struct TextValue {
-  std::string operator()(const std::string& s) const { return textAtom(s); }
-  std::string operator()(std::int64_t v) const { return std::to_string(v); }
-  std::string operator()(std::uint64_t v) const { return std::to_string(v); }
-  std::string operator()(double v) const { return realText(v); }
-  std::string operator()(bool v) const { return v ? "yes" : "no"; }
-  std::string operator()(const std::vector<std::string>& list) const {
-    std::string out = "[";
-    for (std::size_t i = 0; i < list.size(); ++i) out += (i ? " " : "") + textAtom(list[i]);
-    return out + "]";
-  }
-};
+const ValueText kJsonValue{&jsonQuote, "true", "false", ","};
+const ValueText kTextValue{&textAtom, "yes", "no", " "};
 
 }  // namespace
 
-std::string jsonQuote(const std::string& text) {
-  std::string out = "\"";
-  for (unsigned char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (c < 0x20 || c >= 0x7F) {
-          char buf[8];
-          std::snprintf(buf, sizeof buf, "\\u%04X", c);
-          out += buf;
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
-  }
-  return out + "\"";
-}
+std::string jsonQuote(const std::string& text) { return quote(text, true); }
 
 std::string toJson(const Record& r) {
   std::string out = "{";
@@ -143,7 +127,7 @@ std::string toJson(const Record& r) {
   for (const Field& f : r.fields()) {
     if (!first) out += ",";
     first = false;
-    out += jsonQuote(f.key) + ":" + std::visit(JsonValue{}, f.value);
+    out += jsonQuote(f.key) + ":" + std::visit(kJsonValue, f.value);
   }
   return out + "}";
 }
@@ -152,7 +136,7 @@ std::string toText(const Record& r) {
   std::string out;
   for (const Field& f : r.fields()) {
     if (!out.empty()) out += ' ';
-    out += f.key + "=" + std::visit(TextValue{}, f.value);
+    out += f.key + "=" + std::visit(kTextValue, f.value);
   }
   return out;
 }

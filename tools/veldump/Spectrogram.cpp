@@ -46,7 +46,7 @@ void span(unsigned p, unsigned pixels, std::size_t cells, std::size_t& first, st
 }  // namespace
 
 Image renderSpectrogram(const std::vector<std::vector<uint8_t>>& spectra, unsigned width,
-                        unsigned height) {
+                        unsigned height, const LevelRange& range) {
   Image img;
   img.width = width;
   img.height = height;
@@ -62,7 +62,9 @@ Image renderSpectrogram(const std::vector<std::vector<uint8_t>>& spectra, unsign
     }
   }
   if (spectra.empty() || bins == 0 || width == 0 || height == 0) return img;
-  const double range = hi > lo ? hi - lo : 1;
+  const double from = range.lo.value_or(lo);
+  const double to = range.hi.value_or(hi);
+  const double scale = to > from ? to - from : 1;
   auto level = [&](std::size_t t, std::size_t b) -> int {
     return b < spectra[t].size() ? spectra[t][b] : lo;
   };
@@ -76,11 +78,43 @@ Image renderSpectrogram(const std::vector<std::vector<uint8_t>>& spectra, unsign
       for (std::size_t t = t0; t < t1; ++t)
         for (std::size_t b = b0; b < b1; ++b) sum += level(t, b);
       const double mean = sum / static_cast<double>((t1 - t0) * (b1 - b0));
-      const auto c = levelColour((mean - lo) / range);
+      const auto c = levelColour((mean - from) / scale);
       std::memcpy(&img.rgb[(static_cast<std::size_t>(y) * width + x) * 3], c.data(), 3);
     }
   }
   return img;
+}
+
+SpectrumReducer::SpectrumReducer(std::size_t total, std::size_t bins, std::size_t maxColumns,
+                                 std::size_t maxRows)
+    : total_(std::max<std::size_t>(total, 1)),
+      bins_(std::max<std::size_t>(bins, 1)),
+      columns_(std::max<std::size_t>(std::min(total_, maxColumns), 1)),
+      rows_(std::max<std::size_t>(std::min(bins_, maxRows), 1)),
+      sums_(columns_ * rows_, 0.0),
+      counts_(columns_ * rows_, 0) {}
+
+void SpectrumReducer::add(const uint8_t* levels, std::size_t count) {
+  const std::size_t column =
+      std::min(static_cast<std::size_t>(static_cast<std::uint64_t>(next_) * columns_ / total_), columns_ - 1);
+  ++next_;
+  count = std::min(count, bins_);
+  for (std::size_t b = 0; b < count; ++b) {
+    const std::size_t cell = column * rows_ + static_cast<std::size_t>(static_cast<std::uint64_t>(b) * rows_ / bins_);
+    sums_[cell] += levels[b];
+    ++counts_[cell];
+  }
+}
+
+std::vector<std::vector<uint8_t>> SpectrumReducer::result() const {
+  std::vector<std::vector<uint8_t>> out(columns_);
+  for (std::size_t c = 0; c < columns_; ++c) {
+    for (std::size_t r = 0; r < rows_ && counts_[c * rows_ + r] != 0; ++r) {
+      const std::size_t cell = c * rows_ + r;
+      out[c].push_back(static_cast<uint8_t>(std::lround(sums_[cell] / counts_[cell])));
+    }
+  }
+  return out;
 }
 
 namespace {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
+#include "TestFiles.h"
 
 #include <filesystem>
 #include <fstream>
@@ -16,24 +17,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct TempDir {
-  fs::path dir;
-  TempDir() {
-    std::string t = (fs::temp_directory_path() / "veldump-wav-XXXXXX").string();
-    dir = ::mkdtemp(t.data());
-  }
-  ~TempDir() {
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-  }
-};
+using veldump::test::slurp;
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
+struct TempDir : veldump::test::TempDir {
+  TempDir() : veldump::test::TempDir("veldump-wav") {}
+};
 
 void spit(const fs::path& p, const std::string& bytes) {
   std::ofstream(p, std::ios::binary | std::ios::trunc) << bytes;

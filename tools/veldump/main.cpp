@@ -1,5 +1,7 @@
 // veldump: the command line. Each subcommand is one call into veldump_lib.
 #include "Capture.h"
+#include "SpectrogramFile.h"
+#include "SpectrumFile.h"
 #include "WavFile.h"
 
 #include <CLI/CLI.hpp>
@@ -64,7 +66,55 @@ int main(int argc, char** argv) {
                      "write the repaired file here instead of replacing FILE (default: in place, "
                      "through a temporary file renamed over FILE); e.g. --output fixed.wav");
 
+  // spectrum
+  std::string specFile;
+  bool specJson = false;
+  CLI::App* spectrum = app.add_subcommand(
+      "spectrum",
+      "Summarise a spectrum file: each header block (device, serial, firmware, start, sample "
+      "rate, FFT size, bin width, frequency range, overlap, power calculation, reference "
+      "levels), then the number of spectra, time span, sequence numbers, bins, lowest, "
+      "highest and mean level, and the loudest bin. Malformed lines are listed by number. "
+      "Exit 0 OK, 1 malformed lines, 2 unreadable.\n"
+      "Example: veldump spectrum recordings/spectrumlog20240101_120000.txt --json");
+  spectrum->add_option("FILE", specFile, "spectrum file, e.g. recordings/spectrumlog20240101_120000.txt")
+      ->required();
+  spectrum->add_flag("--json", specJson, "print the summary as one JSON object; e.g. --json");
+
+  // spectrogram
+  std::string drawFile;
+  veldump::SpectrogramOptions drawOpt;
+  double minDb = 0.0;
+  double maxDb = 0.0;
+  CLI::App* spectrogram = app.add_subcommand(
+      "spectrogram",
+      "Draw a spectrum file as a PNG: time along x, frequency up y (0 Hz at the bottom), level "
+      "as colour from dark violet (low) to yellow (high). More than 4096 spectra are averaged "
+      "into 4096 columns, more than 1024 bins into 1024 rows. Prints the output path and the "
+      "image size. Exit 0 written, 1 written with malformed lines passed over (or not written), "
+      "2 unreadable or no spectra.\n"
+      "Example: veldump spectrogram recordings/spectrumlog20240101_120000.txt -o tone.png --min 20 --max 140");
+  spectrogram->add_option("FILE", drawFile, "spectrum file, e.g. recordings/spectrumlog20240101_120000.txt")
+      ->required();
+  spectrogram->add_option("--output,-o", drawOpt.output,
+                          "PNG to write (default: FILE with .png for its extension); e.g. -o tone.png");
+  spectrogram->add_option("--min", minDb,
+                          "level drawn darkest, in dB above the file's reference level as the data "
+                          "lines hold it (default: the lowest in the file); e.g. --min 20");
+  spectrogram->add_option("--max", maxDb,
+                          "level drawn brightest, same units (default: the highest in the file); "
+                          "e.g. --max 140");
+
   CLI11_PARSE(app, argc, argv);
+
+  if (spectrum->parsed()) {
+    return veldump::printSpectrumReport(veldump::readSpectrumFile(specFile), specJson, std::cout);
+  }
+  if (spectrogram->parsed()) {
+    if (spectrogram->count("--min")) drawOpt.range.lo = minDb;
+    if (spectrogram->count("--max")) drawOpt.range.hi = maxDb;
+    return veldump::drawSpectrogram(drawFile, drawOpt, std::cout, std::cerr);
+  }
 
   if (wav->parsed()) return veldump::printWavReport(veldump::inspectWav(wavFile), std::cout);
   if (repair->parsed()) return veldump::repairWav(repairFile, repairOut, std::cout);

@@ -2,7 +2,8 @@
 """End-to-end checks of the veldump program: captures built here byte by byte (with an
 independent CRC) are decoded with --json, every line must parse and the summary must agree
 with the lines; bad input must give a clear error and a non-zero exit, and every
-subcommand's help must carry an example."""
+subcommand's help must carry an example. Spectrum files come from velrec recording its
+built-in simulated device, so they are what the library writes, not a copy made here."""
 import json
 import os
 import re
@@ -70,6 +71,88 @@ def check_json_capture(veldump, path, channel, extra=()):
     return objs
 
 
+def record(velrec, out, seconds):
+    """Records `seconds` of the simulated device into `out`; returns its spectrum file."""
+    r = subprocess.run([velrec, "--fast", "--duration", str(seconds), "--period", "3600", "--out", out],
+                       capture_output=True, text=True)
+    check(r.returncode == 0, f"velrec: exit {r.returncode}: {r.stderr}")
+    texts = [f for f in os.listdir(out) if f.endswith(".txt")] if os.path.isdir(out) else []
+    check(len(texts) == 1, f"velrec wrote {texts}")
+    m = re.search(r"spectrum lines=(\d+)", r.stdout + r.stderr)
+    check(m is not None, "velrec did not report its spectrum lines")
+    return (os.path.join(out, texts[0]) if texts else out), (int(m.group(1)) if m else -1)
+
+
+def png_size(path):
+    with open(path, "rb") as f:
+        head = f.read(24)
+    check(head[:8] == b"\x89PNG\r\n\x1a\n" and head[12:16] == b"IHDR", f"{path}: not a PNG")
+    return struct.unpack(">II", head[16:24])
+
+
+def check_spectrum(veldump, velrec, tmp):
+    spec, lines = record(velrec, os.path.join(tmp, "short"), 5)
+    r = run(veldump, "spectrum", spec, "--json")
+    check(r.returncode == 0, f"spectrum: exit {r.returncode}: {r.stdout} {r.stderr}")
+    try:
+        s = json.loads(r.stdout)
+    except ValueError as e:
+        failures.append(f"spectrum --json: not JSON ({e}): {r.stdout!r}")
+        return
+    check(s["spectra"] == lines and s["ok"] and s["malformed"] == [], f"spectrum: {s['spectra']} != {lines}")
+    block = s["blocks"][0]
+    check(block["device"] == "Aurel HF" and block["fftSize"] > 0 and block["frequencyBins"] > 0, f"block {block}")
+    check(abs(block["binWidth"] - block["sampleRate"] / block["fftSize"]) < 1e-3, "bin width")
+    check(0 <= s["minLevel"] <= s["meanLevel"] <= s["maxLevel"] <= 255, "levels out of order")
+    r = run(veldump, "spectrum", spec)
+    check(r.returncode == 0 and f"spectra: {lines} under 1 header(s)" in r.stdout and r.stdout.endswith("OK\n"),
+          f"spectrum text: {r.stdout}")
+
+    out = os.path.join(tmp, "short.png")
+    r = run(veldump, "spectrogram", spec, "-o", out, "--min", "10", "--max", "130")
+    w, h = png_size(out) if os.path.exists(out) else (0, 0)
+    check(r.returncode == 0 and f"wrote {out}: {w} x {h} pixels" in r.stdout and w >= lines and h > 0,
+          f"spectrogram: exit {r.returncode}: {r.stdout} {r.stderr}")
+    check("downsampled" not in r.stdout, "short file downsampled")
+
+    # A malformed line and a cut last line: listed by number, the rest still read and drawn.
+    with open(spec) as f:
+        text = f.read().split("\n")
+    text.insert(40, "not a spectrum line")
+    bad = os.path.join(tmp, "bad.txt")
+    with open(bad, "w") as f:
+        f.write("\n".join(text)[:-10])
+    r = run(veldump, "spectrum", bad)
+    check(r.returncode == 1 and "malformed: line 41: not a data line" in r.stdout
+          and "cut off before its line end" in r.stdout and f"spectra: {lines - 1} " in r.stdout,
+          f"malformed: exit {r.returncode}: {r.stdout}")
+    r = run(veldump, "spectrogram", bad)
+    check(r.returncode == 1 and os.path.exists(os.path.join(tmp, "bad.png")) and "line 41" in r.stderr,
+          f"malformed spectrogram: exit {r.returncode}: {r.stderr}")
+
+    # A header without spectra, and a file that is not a spectrum file at all.
+    empty = os.path.join(tmp, "empty.txt")
+    with open(empty, "w") as f:
+        f.write("\n".join(text[:33]) + "\n")
+    for args, code, says in [(("spectrum", empty), 0, "spectra: 0"),
+                             (("spectrogram", empty), 2, "no spectra to draw"),
+                             (("spectrum", spec[:-4] + ".wav"), 2, "not a spectrum file"),
+                             (("spectrogram", spec[:-4] + ".wav"), 2, "not a spectrum file"),
+                             (("spectrum", os.path.join(tmp, "none.txt")), 2, "cannot open"),
+                             (("spectrogram", spec, "--min", "50", "--max", "10"), 2, "--max must be above")]:
+        r = run(veldump, *args)
+        check(r.returncode == code and says in r.stdout + r.stderr, f"{args}: exit {r.returncode}: {r.stdout} {r.stderr}")
+
+    # A long recording is averaged down to at most 4096 columns, and says so.
+    long_spec, long_lines = record(velrec, os.path.join(tmp, "long"), 90)
+    r = run(veldump, "spectrogram", long_spec)
+    png = long_spec[:-4] + ".png"
+    w, h = png_size(png) if os.path.exists(png) else (0, 0)
+    check(r.returncode == 0 and long_lines > 4096 and w == 4096
+          and f"downsampled: {long_lines} spectra averaged into 4096 columns" in r.stdout,
+          f"long spectrogram ({long_lines} lines, {w} x {h}): {r.stdout} {r.stderr}")
+
+
 def main():
     veldump = sys.argv[1]
     with tempfile.TemporaryDirectory() as tmp:
@@ -115,7 +198,12 @@ def main():
             check(ok and r.stderr.strip() + r.stdout.strip() != "", f"{args}: exit {r.returncode}")
             check(r.returncode >= 0, f"{args}: killed by signal {r.returncode}")
 
-        for sub in ("capture", "wav", "repair"):
+        check_spectrum(veldump, sys.argv[2], tmp)
+
+        r = run(veldump, "--help")
+        for sub in ("capture", "wav", "repair", "spectrum", "spectrogram"):
+            check(re.search(r"^\s+" + sub + r"\s", r.stdout, re.M), f"--help does not list {sub}")
+        for sub in ("capture", "wav", "repair", "spectrum", "spectrogram"):
             r = run(veldump, sub, "--help")
             usage = re.search(r"^Usage: \S+ " + sub + r" ", r.stdout, re.M)
             check(r.returncode == 0 and usage and "Example: veldump " + sub in r.stdout, f"{sub} --help")

@@ -28,14 +28,14 @@ void ArrayJobSettings::setArrCtrlMode(HciControlMode m) { storeTag<HciControlMod
 VelLogMode ArrayJobSettings::arrWavLogMode() const {
   // Deliberately reads the control-mode entry, not ARRAY_WAVE_LOG_MODE (which has a setter
   // but no getter): hosts written against this interface expect the control mode here.
-  return static_cast<VelLogMode>(static_cast<uint16>(tagValue<HciControlModeTag>(0)));
+  return enumValue<VelLogMode, uint16, HciControlModeTag>(0);
 }
 void ArrayJobSettings::setArrWavLogMode(VelLogMode m) {
   setTag(std::make_shared<HciWavLogModeTag>(m));
 }
 
 VelLogMode ArrayJobSettings::arrFftLogMode() const {
-  return static_cast<VelLogMode>(static_cast<uint16>(tagValue<HciFftLogModeTag>(0)));
+  return enumValue<VelLogMode, uint16, HciFftLogModeTag>(0);
 }
 void ArrayJobSettings::setArrFftLogMode(VelLogMode m) {
   setTag(std::make_shared<HciFftLogModeTag>(m));

@@ -20,12 +20,45 @@ unsigned ceilToUnsigned(float x) {
   return static_cast<unsigned>(static_cast<int64>(r));
 }
 
+// Calls `fn(getter, setter)` for every setting of the recording job, in the order in which
+// a copy must store them: the packed WAV format first, then the depth and byte order it
+// carries, so that the explicit ones win.
+template <class Fn>
+void forEachJobSetting(Fn&& fn) {
+  fn(&VelJobSettings::wavLogStartTime, &VelJobSettings::setWavLogStartTime);
+  fn(&VelJobSettings::fftRate, &VelJobSettings::setFftRate);
+  fn(&VelJobSettings::fftRef, &VelJobSettings::setFftRef);
+  fn(&VelJobSettings::fftPoints, &VelJobSettings::setFftPoints);
+  fn(&VelJobSettings::fftPointsBtw, &VelJobSettings::setFftPointsBtw);
+  fn(&VelJobSettings::fftProcType, &VelJobSettings::setFftProcType);
+  fn(&VelJobSettings::fftAccum, &VelJobSettings::setFftAccum);
+  fn(&VelJobSettings::fftWeight, &VelJobSettings::setFftWeight);
+  fn(&VelJobSettings::fftLogMode, &VelJobSettings::setFftLogMode);
+  fn(&VelJobSettings::fftLogLen, &VelJobSettings::setFftLogLen);
+  fn(&VelJobSettings::dutyCyclePeriod, &VelJobSettings::setDutyCyclePeriod);
+  fn(&VelJobSettings::dutyCycleActive, &VelJobSettings::setDutyCycleActive);
+  fn(&VelJobSettings::dutyCycleIgn, &VelJobSettings::setDutyCycleIgn);
+  fn(&VelJobSettings::wavRate, &VelJobSettings::setWavRate);
+  fn(&VelJobSettings::wavDataFormat, &VelJobSettings::setWavDataFormat);
+  fn(&VelJobSettings::wavBitDepth, &VelJobSettings::setWavBitDepth);
+  fn(&VelJobSettings::wavByteOrder, &VelJobSettings::setWavByteOrder);
+  fn(&VelJobSettings::wavGain, &VelJobSettings::setWavGain);
+  fn(&VelJobSettings::wavLogMode, &VelJobSettings::setWavLogMode);
+  fn(&VelJobSettings::wavLogLen, &VelJobSettings::setWavLogLen);
+}
+
+bool sameJob(const VelJobSettings& a, const VelJobSettings& b) {
+  bool same = true;
+  forEachJobSetting([&](auto get, auto) { same = same && (a.*get)() == (b.*get)(); });
+  return same;
+}
+
 }  // namespace
 
 void VelJobSettings::setMap(const JobTagMap& m) { map_ = m; }
 
 AuxPinFunc VelJobSettings::auxFunc() const {
-  return static_cast<AuxPinFunc>(static_cast<uint16>(tagValue<VelAuxPinTag>(0)));
+  return enumValue<AuxPinFunc, uint16, VelAuxPinTag>(0);
 }
 void VelJobSettings::setAuxFunc(AuxPinFunc f) { setTag(std::make_shared<VelAuxPinTag>(f)); }
 
@@ -38,8 +71,7 @@ int VelJobSettings::wavLogStartTime() const { return tagValue<VelLogStartTimeTag
 void VelJobSettings::setWavLogStartTime(int t) { storeTag<VelLogStartTimeTag>(t); }
 
 SampRate VelJobSettings::fftRate() const {
-  const unsigned r = tagValue<VelSpecSampRateTag>(kDefaultRate);
-  return static_cast<SampRate>(r == 0 ? kDefaultRate : r);
+  return rateValue<VelSpecSampRateTag>(kDefaultRate);
 }
 SampRate VelJobSettings::realFftRate() const {
   return static_cast<SampRate>(tagValue<VelSpecSampRateTag>(0));
@@ -56,7 +88,7 @@ unsigned VelJobSettings::fftPointsBtw() const { return tagValue<VelPtsBtwFftTag>
 void VelJobSettings::setFftPointsBtw(unsigned n) { storeTag<VelPtsBtwFftTag>(n); }
 
 VelFftProc VelJobSettings::fftProcType() const {
-  return static_cast<VelFftProc>(static_cast<uint16>(tagValue<VelFftProcTag>(0)));
+  return enumValue<VelFftProc, uint16, VelFftProcTag>(0);
 }
 void VelJobSettings::setFftProcType(VelFftProc p) { setTag(std::make_shared<VelFftProcTag>(p)); }
 
@@ -67,7 +99,7 @@ unsigned VelJobSettings::fftWeight() const { return tagValue<VelFftWeightTag>(1)
 void VelJobSettings::setFftWeight(unsigned w) { storeTag<VelFftWeightTag>(w); }
 
 VelLogMode VelJobSettings::fftLogMode() const {
-  return static_cast<VelLogMode>(static_cast<uint16>(tagValue<VelSpecLogModeTag>(0)));
+  return enumValue<VelLogMode, uint16, VelSpecLogModeTag>(0);
 }
 void VelJobSettings::setFftLogMode(VelLogMode m) {
   setTag(std::make_shared<VelSpecLogModeTag>(m));
@@ -86,8 +118,7 @@ unsigned VelJobSettings::dutyCycleIgn() const { return tagValue<VelDutyCycleIgnT
 void VelJobSettings::setDutyCycleIgn(unsigned v) { storeTag<VelDutyCycleIgnTimeTag>(v); }
 
 SampRate VelJobSettings::wavRate() const {
-  const unsigned r = tagValue<VelWavSampleRateTag>(kDefaultRate);
-  return static_cast<SampRate>(r == 0 ? kDefaultRate : r);
+  return rateValue<VelWavSampleRateTag>(kDefaultRate);
 }
 SampRate VelJobSettings::realWavRate() const {
   return static_cast<SampRate>(tagValue<VelWavSampleRateTag>(0));
@@ -106,12 +137,12 @@ void VelJobSettings::setWavDataFormat(VelWavDataFormat f) {
 }
 
 VelWavBitDepth VelJobSettings::wavBitDepth() const {
-  return static_cast<VelWavBitDepth>(static_cast<uint8>(tagValue<VelWavBitDepthTag>(24)));
+  return enumValue<VelWavBitDepth, uint8, VelWavBitDepthTag>(24);
 }
 void VelJobSettings::setWavBitDepth(VelWavBitDepth d) { storeTag<VelWavBitDepthTag>(d); }
 
 VelByteOrder VelJobSettings::wavByteOrder() const {
-  return static_cast<VelByteOrder>(static_cast<uint8>(tagValue<VelWavByteOrderTag>(1)));
+  return enumValue<VelByteOrder, uint8, VelWavByteOrderTag>(1);
 }
 void VelJobSettings::setWavByteOrder(VelByteOrder o) { storeTag<VelWavByteOrderTag>(o); }
 
@@ -119,7 +150,7 @@ unsigned VelJobSettings::wavGain() const { return tagValue<VelWavGainTag>(0); }
 void VelJobSettings::setWavGain(unsigned g) { storeTag<VelWavGainTag>(g); }
 
 VelLogMode VelJobSettings::wavLogMode() const {
-  return static_cast<VelLogMode>(static_cast<uint16>(tagValue<VelWavLogModeTag>(0)));
+  return enumValue<VelLogMode, uint16, VelWavLogModeTag>(0);
 }
 void VelJobSettings::setWavLogMode(VelLogMode m) { setTag(std::make_shared<VelWavLogModeTag>(m)); }
 
@@ -150,54 +181,14 @@ bool VelJobSettings::compareSetupMap(const JobTagMap& m) const {
 
 bool VelJobSettings::operator==(const VelJobSettings& o) const {
   if (map_.size() != o.map_.size()) return false;
-  return auxFunc() == o.auxFunc() && auxMsg() == o.auxMsg() &&
-         wavLogStartTime() == o.wavLogStartTime() && fftRate() == o.fftRate() &&
-         fftRef() == o.fftRef() && fftPoints() == o.fftPoints() &&
-         fftPointsBtw() == o.fftPointsBtw() && fftProcType() == o.fftProcType() &&
-         fftAccum() == o.fftAccum() && fftWeight() == o.fftWeight() &&
-         fftLogMode() == o.fftLogMode() && fftLogLen() == o.fftLogLen() &&
-         dutyCyclePeriod() == o.dutyCyclePeriod() && dutyCycleActive() == o.dutyCycleActive() &&
-         dutyCycleIgn() == o.dutyCycleIgn() && wavRate() == o.wavRate() &&
-         wavDataFormat() == o.wavDataFormat() && wavBitDepth() == o.wavBitDepth() &&
-         wavByteOrder() == o.wavByteOrder() && wavGain() == o.wavGain() &&
-         wavLogMode() == o.wavLogMode() && wavLogLen() == o.wavLogLen();
+  return auxFunc() == o.auxFunc() && auxMsg() == o.auxMsg() && sameJob(*this, o);
 }
 
 bool VelJobSettings::checkSetupMap(const VelJobSettings& o) {
   // The auxiliary pin is deliberately left out: it is not part of the recording job that
   // the device echoes, so a difference there must not force a new setup.
-  const bool same =
-      wavLogStartTime() == o.wavLogStartTime() && fftRate() == o.fftRate() &&
-      fftRef() == o.fftRef() && fftPoints() == o.fftPoints() &&
-      fftPointsBtw() == o.fftPointsBtw() && fftProcType() == o.fftProcType() &&
-      fftAccum() == o.fftAccum() && fftWeight() == o.fftWeight() &&
-      fftLogMode() == o.fftLogMode() && fftLogLen() == o.fftLogLen() &&
-      dutyCyclePeriod() == o.dutyCyclePeriod() && dutyCycleActive() == o.dutyCycleActive() &&
-      dutyCycleIgn() == o.dutyCycleIgn() && wavRate() == o.wavRate() &&
-      wavDataFormat() == o.wavDataFormat() && wavBitDepth() == o.wavBitDepth() &&
-      wavByteOrder() == o.wavByteOrder() && wavGain() == o.wavGain() &&
-      wavLogMode() == o.wavLogMode() && wavLogLen() == o.wavLogLen();
-  if (same) return true;
-  setWavLogStartTime(o.wavLogStartTime());
-  setFftRate(o.fftRate());
-  setFftRef(o.fftRef());
-  setFftPoints(o.fftPoints());
-  setFftPointsBtw(o.fftPointsBtw());
-  setFftProcType(o.fftProcType());
-  setFftAccum(o.fftAccum());
-  setFftWeight(o.fftWeight());
-  setFftLogMode(o.fftLogMode());
-  setFftLogLen(o.fftLogLen());
-  setDutyCyclePeriod(o.dutyCyclePeriod());
-  setDutyCycleActive(o.dutyCycleActive());
-  setDutyCycleIgn(o.dutyCycleIgn());
-  setWavRate(o.wavRate());
-  setWavDataFormat(o.wavDataFormat());
-  setWavBitDepth(o.wavBitDepth());
-  setWavByteOrder(o.wavByteOrder());
-  setWavGain(o.wavGain());
-  setWavLogMode(o.wavLogMode());
-  setWavLogLen(o.wavLogLen());
+  if (sameJob(*this, o)) return true;
+  forEachJobSetting([&](auto get, auto set) { (this->*set)((o.*get)()); });
   return false;
 }
 

@@ -171,6 +171,18 @@ class VelJobSettings {
   typename Tag::value_type tagValue(typename Tag::value_type def) const {
     return tagValue<Tag>(Tag::kKey, def);
   }
+  /// `tagValue` read as the enumeration `E` through `Narrow`, the width the setting has on
+  /// the wire (higher bits of a wider stored value are dropped, as the device does).
+  template <class E, class Narrow, class Tag>
+  E enumValue(typename Tag::value_type def) const {
+    return static_cast<E>(static_cast<Narrow>(tagValue<Tag>(def)));
+  }
+  /// A sample-rate setting: `fallback` when unset or zero.
+  template <class Tag>
+  SampRate rateValue(unsigned fallback) const {
+    const unsigned r = tagValue<Tag>(fallback);
+    return static_cast<SampRate>(r == 0 ? fallback : r);
+  }
   /// Stores a new tag of class `Tag` holding `v`.
   template <class Tag, class V>
   void storeTag(V v) {
