@@ -5,7 +5,10 @@
 #include <veliface/common/VelLog.h>
 #include <veliface/stream/VelStreamNotifyPayload.h>
 #include <veliface/stream/VelStreamPayloads.h>
+#include <veliface/stream/internal/ObjectPool.h>
 
+#include <atomic>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -28,7 +31,11 @@ void VelStreamProcessor::st_sync(const StateEvent* e) {
     return;
   }
   // A frame that starts right here (the usual case) takes its whole header in one go.
-  ev.peekn(4, header_);
+  if (const uint8* in = ev.view(4)) {
+    std::memcpy(header_, in, 4);
+  } else {
+    ev.peekn(4, header_);
+  }
   if (header_[1] == kMarker) {
     ev.skip(4);
     length_ = mav::loadBE<uint16>(header_ + 2);
@@ -56,6 +63,8 @@ std::shared_ptr<uint8[]> VelStreamProcessor::frameBlock(uint16 length) {
   Block* freeSlot = nullptr;
   for (Block& b : blocks_) {
     if (!b.bytes || b.bytes.use_count() == 1) {
+      // The last holder may have let go on another thread: see its reads before reusing.
+      std::atomic_thread_fence(std::memory_order_acquire);
       if (b.bytes && b.size >= length) return b.bytes;
       if (!freeSlot) freeSlot = &b;
     }
@@ -82,9 +91,17 @@ void VelStreamProcessor::st_readPayload(const StateEvent* e) {
     ByteStream s(block.get(), length_);
     payload = VelStreamDataPayload::deserializeShared(&s, block);
   } else {
-    scratch_.resize(length_);
-    ev.getn(length_, scratch_.data());
-    ByteStream s(scratch_.data(), length_);
+    // Read in place when the payload lies in one piece in the ring; skipping does not touch
+    // the ring's memory, so the bytes stay put until the host writes again.
+    const uint8* bytes = ev.view(length_);
+    if (bytes) {
+      ev.skip(length_);
+    } else {
+      scratch_.resize(length_);
+      ev.getn(length_, scratch_.data());
+      bytes = scratch_.data();
+    }
+    ByteStream s(bytes, length_);
     switch (code) {
       case kNotify:
         payload.reset(VelStreamNotifyPayload::deserialize(&s));
@@ -105,7 +122,7 @@ void VelStreamProcessor::st_readPayload(const StateEvent* e) {
     }
   }
   payload->setStreamType(streamType_);
-  message_ = std::make_shared<VelStreamMessage>(std::move(payload));
+  message_ = veliface::stream::makePooled<VelStreamMessage>(std::move(payload));
   transition(&VelStreamProcessor::st_endMsg);
 }
 
