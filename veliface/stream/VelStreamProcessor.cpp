@@ -59,7 +59,7 @@ void VelStreamProcessor::st_sync(const StateEvent* e) {
   transition(&VelStreamProcessor::st_readPayload);
 }
 
-std::shared_ptr<uint8[]> VelStreamProcessor::frameBlock(uint16 length) {
+const std::shared_ptr<uint8[]>& VelStreamProcessor::frameBlock(uint16 length) {
   Block* freeSlot = nullptr;
   for (Block& b : blocks_) {
     if (!b.bytes || b.bytes.use_count() == 1) {
@@ -69,10 +69,11 @@ std::shared_ptr<uint8[]> VelStreamProcessor::frameBlock(uint16 length) {
       if (!freeSlot) freeSlot = &b;
     }
   }
-  // Never larger than the frame's own length field allows.
-  std::shared_ptr<uint8[]> fresh(new uint8[length]);
-  if (freeSlot) *freeSlot = Block{fresh, length};
-  return fresh;
+  // Never larger than the frame's own length field allows. With every block held, the new
+  // one is the processor's only until the frame's chunk takes its share.
+  if (!freeSlot) freeSlot = &spare_;
+  *freeSlot = Block{std::shared_ptr<uint8[]>(new uint8[length]), length};
+  return freeSlot->bytes;
 }
 
 void VelStreamProcessor::st_readPayload(const StateEvent* e) {
@@ -86,7 +87,7 @@ void VelStreamProcessor::st_readPayload(const StateEvent* e) {
   std::shared_ptr<VelStreamMessagePayload> payload;
   if (code == kData) {
     // Sample data is read once, straight into a block that the data chunk then shares.
-    std::shared_ptr<uint8[]> block = frameBlock(length_);
+    const std::shared_ptr<uint8[]>& block = frameBlock(length_);
     ev.getn(length_, block.get());
     ByteStream s(block.get(), length_);
     payload = VelStreamDataPayload::deserializeShared(&s, block);

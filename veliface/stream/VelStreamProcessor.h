@@ -51,7 +51,7 @@ class VelStreamProcessor : public FiniteStateMachine<VelStreamProcessor> {
   void st_endMsg(const StateEvent* e);
 
  private:
-  std::shared_ptr<uint8[]> frameBlock(uint16 length);
+  const std::shared_ptr<uint8[]>& frameBlock(uint16 length);
 
   struct Block {
     std::shared_ptr<uint8[]> bytes;
@@ -67,4 +67,5 @@ class VelStreamProcessor : public FiniteStateMachine<VelStreamProcessor> {
   // Blocks that sample-data frames are read into. A block whose samples nobody holds any
   // more is reused, so a steady stream allocates no sample memory.
   std::array<Block, 4> blocks_;
+  Block spare_;  // a frame's block while all four above are held by the host
 };
