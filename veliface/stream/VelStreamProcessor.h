@@ -51,11 +51,11 @@ class VelStreamProcessor : public FiniteStateMachine<VelStreamProcessor> {
   void st_endMsg(const StateEvent* e);
 
  private:
-  const std::shared_ptr<uint8[]>& frameBlock(uint16 length);
+  const std::shared_ptr<uint8[]>& frameBlock(std::size_t length);
 
   struct Block {
     std::shared_ptr<uint8[]> bytes;
-    uint16 size = 0;
+    std::size_t size = 0;
   };
 
   uint8 header_[4] = {};  // code, marker, length as received
