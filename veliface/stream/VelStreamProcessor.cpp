@@ -71,8 +71,8 @@ const std::shared_ptr<uint8[]>& VelStreamProcessor::frameBlock(std::size_t lengt
       if (!freeSlot) freeSlot = &b;
     }
   }
-  // Never larger than the frame's own length field allows. With every block held, the new
-  // one is the processor's only until the frame's chunk takes its share.
+  // Never larger than the frame's own length field allows (plus the alignment slack). With
+  // every block held, the new one is the processor's only until the frame's chunk shares it.
   if (!freeSlot) freeSlot = &spare_;
   *freeSlot = Block{std::shared_ptr<uint8[]>(new uint8[length]), length};
   return freeSlot->bytes;
