@@ -20,6 +20,11 @@ class BufferEvent : public StateEvent {
   int peekn(int n, uint8* destination) const {
     return n <= 0 ? 0 : static_cast<int>(buffer_.peek(destination, static_cast<std::size_t>(n)));
   }
+  /// The next `n` bytes in place when they lie in one piece in the buffer, else null; valid
+  /// until the buffer is next written or cleared (reading or skipping leaves them in place).
+  const uint8* view(int n) const {
+    return n <= 0 ? nullptr : buffer_.peekContiguous(static_cast<std::size_t>(n));
+  }
   /// Drops up to `n` bytes; returns the count dropped.
   int skip(int n) const {
     return n <= 0 ? 0 : static_cast<int>(buffer_.skip(static_cast<std::size_t>(n)));

@@ -2,41 +2,6 @@
 
 #include <cstring>
 
-ByteStream::ByteStream(const uint8* data, uint64 count) : data_(data), size_(data ? count : 0) {}
-
-ByteStream& ByteStream::read(void* dst, uint64 n) {
-  gcount_ = 0;
-  if (failed_ || n > bytesAvailable()) {
-    failed_ = true;
-    return *this;
-  }
-  if (n > 0) std::memcpy(dst, data_ + pos_, n);
-  pos_ += n;
-  gcount_ = n;
-  return *this;
-}
-
-int ByteStream::peek() const {
-  if (failed_ || pos_ >= size_) return -1;
-  return data_[pos_];
-}
-
-int ByteStream::get() {
-  uint8 b = 0;
-  if (!read(&b, 1).good()) return -1;
-  return b;
-}
-
-ByteStream& ByteStream::unget() {
-  if (failed_ || pos_ == 0) {
-    failed_ = true;
-  } else {
-    --pos_;
-  }
-  gcount_ = 0;
-  return *this;
-}
-
 ByteStream& ByteStream::ignore(uint64 n) {
   gcount_ = 0;
   if (failed_) return *this;

@@ -4,6 +4,7 @@
 #include <mavcommon/Endian.h>
 #include <mavcommon/MavTypes.h>
 
+#include <cstring>
 #include <string>
 
 /// A forward-only reader over a block of memory that it does not own.
@@ -14,16 +15,38 @@
 class ByteStream {
  public:
   /// Reads from `count` bytes starting at `data`; the block must outlive the stream.
-  ByteStream(const uint8* data, uint64 count);
+  ByteStream(const uint8* data, uint64 count) : data_(data), size_(data ? count : 0) {}
 
   /// Copies `n` bytes to `dst`, or nothing (and sets fail) when fewer are left.
-  ByteStream& read(void* dst, uint64 n);
+  ByteStream& read(void* dst, uint64 n) {
+    gcount_ = 0;
+    if (failed_ || n > bytesAvailable()) {
+      failed_ = true;
+      return *this;
+    }
+    if (n > 0) std::memcpy(dst, data_ + pos_, n);
+    pos_ += n;
+    gcount_ = n;
+    return *this;
+  }
   /// Next byte without consuming it, or -1 at the end or after a failure.
-  int peek() const;
+  int peek() const { return failed_ || pos_ >= size_ ? -1 : data_[pos_]; }
   /// Consumes and returns the next byte, or -1 (and sets fail) at the end.
-  int get();
+  int get() {
+    uint8 b = 0;
+    if (!read(&b, 1).good()) return -1;
+    return b;
+  }
   /// Steps back one byte (after a successful `get`); sets fail at the start.
-  ByteStream& unget();
+  ByteStream& unget() {
+    if (failed_ || pos_ == 0) {
+      failed_ = true;
+    } else {
+      --pos_;
+    }
+    gcount_ = 0;
+    return *this;
+  }
   /// Skips `n` bytes; skips what is left and sets fail when fewer remain.
   ByteStream& ignore(uint64 n = 1);
   /// True once a read could not be satisfied.

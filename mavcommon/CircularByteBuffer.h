@@ -18,6 +18,10 @@ class CircularByteBuffer {
   std::size_t read(uint8_t* dst, std::size_t n);
   /// Copies up to `n` bytes to `dst` without consuming them; returns the count copied.
   std::size_t peek(uint8_t* dst, std::size_t n) const;
+  /// The next `n` waiting bytes in place, when they lie in one piece (not across the end of
+  /// the ring); else null. Valid until the next write or clear: reading and skipping only
+  /// move the indexes, never the stored bytes.
+  const uint8_t* peekContiguous(std::size_t n) const;
   /// Drops up to `n` bytes; returns the count dropped.
   std::size_t skip(std::size_t n);
   /// Number of bytes waiting to be read.
@@ -30,6 +34,9 @@ class CircularByteBuffer {
   void clear();
 
  private:
+  // Index arithmetic without a division: every index passed here is below twice the size.
+  std::size_t wrap(std::size_t i) const { return i >= buf_.size() ? i - buf_.size() : i; }
+
   std::vector<uint8_t> buf_;
   std::size_t head_ = 0;  // next byte to read
   std::size_t count_ = 0;

@@ -47,3 +47,35 @@ TEST(CircularByteBuffer, StoresOnlyWhatFits) {
   EXPECT_EQ(none.write(data, 1), 0u);
   EXPECT_EQ(none.read(out, 1), 0u);
 }
+
+TEST(CircularByteBuffer, PeekContiguousOnlyForBytesInOnePiece) {
+  CircularByteBuffer ring(8);
+  const uint8_t first[] = {1, 2, 3, 4, 5, 6};
+  ring.write(first, 6);
+  const uint8_t* p = ring.peekContiguous(6);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(std::vector<uint8_t>(p, p + 6), (std::vector<uint8_t>{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(ring.peekContiguous(7), nullptr);  // more than is waiting
+  EXPECT_EQ(ring.peekContiguous(0), nullptr);
+
+  // Skipping leaves the stored bytes where they were.
+  ring.skip(4);
+  EXPECT_EQ(p[4], 5);
+  // Waiting: 5, 6 at indexes 4-5, then 7, 8 at 6-7 and 9, 10 at 0-1 (across the end).
+  const uint8_t second[] = {7, 8, 9, 10};
+  ring.write(second, 4);
+  p = ring.peekContiguous(4);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(std::vector<uint8_t>(p, p + 4), (std::vector<uint8_t>{5, 6, 7, 8}));
+  EXPECT_EQ(ring.peekContiguous(5), nullptr);
+  ring.skip(4);
+  p = ring.peekContiguous(2);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(p[0], 9);
+  EXPECT_EQ(p[1], 10);
+
+  // Running empty starts over at the front, so the next write lies in one piece again.
+  ring.skip(2);
+  ring.write(first, 6);
+  EXPECT_NE(ring.peekContiguous(6), nullptr);
+}

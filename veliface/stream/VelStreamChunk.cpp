@@ -52,8 +52,11 @@ void VelStreamDataChunk::ResetD(std::shared_ptr<double[]> array, uint32 count) {
 }
 
 bool VelStreamDataChunkV0::readHead(ByteStream* s) {
-  uint8 head[12];
-  if (!s->read(head, sizeof head).good()) return false;
+  // The read keeps the stream's all-or-nothing bookkeeping; the fields are then loaded from
+  // the stream's own bytes, since loads from the fresh copy stall on store forwarding.
+  const uint8* head = s->current();
+  uint8 copy[12];
+  if (!s->read(copy, sizeof copy).good()) return false;
   // Bytes 0-3 (type, version, header field) are not interpreted.
   sampleNum_ = mav::loadBE<uint32>(head + 4);
   numChannels_ = head[8];
@@ -81,7 +84,7 @@ VelStreamDataChunkV0* VelStreamDataChunkV0::deserialize(ByteStream* s) {
 
 std::shared_ptr<VelStreamDataChunkV0> VelStreamDataChunkV0::deserializeShared(
     ByteStream* s, const std::shared_ptr<uint8[]>& block) {
-  auto chunk = std::make_shared<VelStreamDataChunkV0>();
+  auto chunk = veliface::stream::makePooled<VelStreamDataChunkV0>();
   if (!chunk->readHead(s)) return nullptr;
   const uint32 count = sampleByteCount(chunk->sampleFormat_, chunk->numChannels_, chunk->numSamples_);
   if (count > s->bytesAvailable()) {

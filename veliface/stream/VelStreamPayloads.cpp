@@ -188,7 +188,7 @@ VelStreamDataPayload* VelStreamDataPayload::deserialize(ByteStream* s) {
 
 std::shared_ptr<VelStreamDataPayload> VelStreamDataPayload::deserializeShared(
     ByteStream* s, const std::shared_ptr<uint8[]>& block) {
-  auto p = std::make_shared<VelStreamDataPayload>();
+  auto p = veliface::stream::makePooled<VelStreamDataPayload>();
   p->readChunks(s, &block);
   return p;
 }

@@ -51,11 +51,11 @@ class VelStreamProcessor : public FiniteStateMachine<VelStreamProcessor> {
   void st_endMsg(const StateEvent* e);
 
  private:
-  std::shared_ptr<uint8[]> frameBlock(uint16 length);
+  const std::shared_ptr<uint8[]>& frameBlock(std::size_t length);
 
   struct Block {
     std::shared_ptr<uint8[]> bytes;
-    uint16 size = 0;
+    std::size_t size = 0;
   };
 
   uint8 header_[4] = {};  // code, marker, length as received
@@ -67,4 +67,5 @@ class VelStreamProcessor : public FiniteStateMachine<VelStreamProcessor> {
   // Blocks that sample-data frames are read into. A block whose samples nobody holds any
   // more is reused, so a steady stream allocates no sample memory.
   std::array<Block, 4> blocks_;
+  Block spare_;  // a frame's block while all four above are held by the host
 };

@@ -8,9 +8,13 @@
 #include "LogCapture.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <random>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -325,6 +329,72 @@ TEST(StreamProcessor, SampleBlocksAreReusedOnlyWhenReleased) {
   // Released messages give their blocks back: frames alternate over the same two blocks.
   EXPECT_EQ(later[0], later[2]);
   EXPECT_EQ(later[1], later[3]);
+}
+
+TEST(StreamProcessor, MessagesReleasedOnAnotherThreadKeepTheirSamples) {
+  // A host that hands each message to a worker thread and decodes on meanwhile: no message
+  // may see its samples, key or chunk overwritten by a later frame.
+  constexpr uint32 kFrames = 3000;
+  auto dataFrame = [](uint32 n) {
+    const uint8 fill = static_cast<uint8>(n * 7 + 1);
+    Bytes payload = {0x41, 0x00, 0x00, 0x00, 0, 0, 0, 0, 0, 0, 0, 0};
+    payload.insert(payload.end(), {static_cast<uint8>(n >> 24), static_cast<uint8>(n >> 16),
+                                   static_cast<uint8>(n >> 8), static_cast<uint8>(n)});
+    payload.insert(payload.end(), {0x42, 0x00, 0x00, 0x00, static_cast<uint8>(n >> 24),
+                                   static_cast<uint8>(n >> 16), static_cast<uint8>(n >> 8),
+                                   static_cast<uint8>(n), 0x01, 0x03, 0x00, 0x40});
+    payload.insert(payload.end(), 3 * 64, fill);
+    return frame(0x31, payload);
+  };
+
+  std::mutex mutex;
+  std::condition_variable ready;
+  std::deque<MsgPtr> queue;
+  bool done = false;
+  uint32 checked = 0;
+  uint32 wrong = 0;
+  std::thread worker([&] {
+    for (;;) {
+      MsgPtr m;
+      {
+        std::unique_lock<std::mutex> lock(mutex);
+        ready.wait(lock, [&] { return done || !queue.empty(); });
+        if (queue.empty()) return;
+        m = std::move(queue.front());
+        queue.pop_front();
+      }
+      const auto& d = dynamic_cast<const VelStreamDataPayload&>(*m->payload());
+      const uint32 n = d.data()->sampleNum();
+      const uint8 fill = static_cast<uint8>(n * 7 + 1);
+      const auto& bytes = d.data()->data();
+      bool ok = d.eventKey()->seqNum() == n && d.data()->dataSize() == 192u;
+      for (uint32 i = 0; ok && i < 192; ++i) ok = bytes[i] == fill;
+      wrong += ok ? 0 : 1;
+      ++checked;
+    }
+  });
+
+  VelStreamProcessor p(VEL_STREAM_WAVEFORM);
+  CircularByteBuffer ring(4096);
+  for (uint32 n = 0; n < kFrames; ++n) {
+    feed(ring, dataFrame(n));
+    MsgPtr m = p.pump(ring);
+    if (!m) {
+      ADD_FAILURE() << "frame " << n << " not decoded";
+      break;
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    queue.push_back(std::move(m));
+    ready.notify_one();
+  }
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    done = true;
+    ready.notify_one();
+  }
+  worker.join();
+  EXPECT_EQ(checked, kFrames);
+  EXPECT_EQ(wrong, 0u);
 }
 
 TEST(StreamProcessor, BadInputNeverCrashesOrHangs) {

@@ -6,6 +6,7 @@
 #include <mavcommon/ByteStream.h>
 #include <mavcommon/Endian.h>
 #include <veliface/stream/VelStreamChunk.h>
+#include <veliface/stream/internal/ObjectPool.h>
 
 #include <array>
 #include <cstddef>
@@ -93,14 +94,14 @@ struct RecordLayout<stTRIG_CHUNK_V0> {
 
 #undef VEL_BE
 
-/// Turns `size` big-endian bytes at `p` into a host-order integer stored at `p`.
-inline void bigEndianToHost(uint8* p, std::size_t size) {
+/// Stores the `size` big-endian bytes at `src` as a host-order integer at `dst`.
+inline void bigEndianToHost(uint8* dst, const uint8* src, std::size_t size) {
   if (size == 2) {
-    const uint16 v = mav::loadBE<uint16>(p);
-    std::memcpy(p, &v, sizeof v);
+    const uint16 v = mav::loadBE<uint16>(src);
+    std::memcpy(dst, &v, sizeof v);
   } else if (size == 4) {
-    const uint32 v = mav::loadBE<uint32>(p);
-    std::memcpy(p, &v, sizeof v);
+    const uint32 v = mav::loadBE<uint32>(src);
+    std::memcpy(dst, &v, sizeof v);
   }
 }
 
@@ -108,16 +109,18 @@ inline void bigEndianToHost(uint8* p, std::size_t size) {
 /// `rec` is left as it was and false is returned.
 template <typename Rec>
 bool readRecord(ByteStream* s, Rec& rec) {
-  uint8 raw[sizeof(Rec)];
-  if (!s->read(raw, sizeof raw).good()) return false;
+  const uint8* src = s->current();
+  if (!s->read(&rec, sizeof rec).good()) return false;
+  // The fields are converted from the stream's bytes, not from the copy just made: loading
+  // part of a record that was stored a moment ago stalls the processor's store forwarding.
+  auto* dst = reinterpret_cast<uint8*>(&rec);
   for (const RecordField& f : RecordLayout<Rec>::fields) {
     if (f.action == FieldAction::BigEndian) {
-      bigEndianToHost(raw + f.offset, f.size);
+      bigEndianToHost(dst + f.offset, src + f.offset, f.size);
     } else {
-      std::memset(raw + f.offset, 0, f.size);
+      std::memset(dst + f.offset, 0, f.size);
     }
   }
-  std::memcpy(&rec, raw, sizeof rec);
   return true;
 }
 
@@ -134,7 +137,7 @@ template <typename Chunk>
 std::shared_ptr<Chunk> readFixedChunk(ByteStream* s) {
   typename Chunk::Record rec{};
   if (!readRecord(s, rec)) return nullptr;
-  return std::make_shared<Chunk>(rec);
+  return makePooled<Chunk>(rec);
 }
 
 }  // namespace veliface::stream
