@@ -69,8 +69,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::string first = describe(h);
   veliface::fuzz::keep(first.size());
   // Not expected to come back: a zone of -32768 hours prints a magnitude that no int16
-  // holds, and a year before 1000 prints with fewer than the four digits the date needs.
+  // holds, a year before 1000 prints with fewer than the four digits the date needs, and
+  // a text ending in a carriage return loses it as the line end of a CR LF file would.
   constexpr int64 kYear1000 = -30610224000;
+  const auto endsInCr = [](const std::string& t) { return !t.empty() && t.back() == '\r'; };
+  for (const std::string* t : {&h.author(), &h.computerName(), &h.userName(), &h.clientName(),
+                               &h.jobName(), &h.personnel(), &h.firmware()}) {
+    if (endsInCr(*t)) return 0;
+  }
   if (!ok || h.timeZone() == INT16_MIN || h.startDt() < kYear1000) return 0;
 
   std::wostringstream printed;
