@@ -66,8 +66,8 @@ def run_faults(build):
                              text=True, timeout=3600).stdout
     except (OSError, subprocess.TimeoutExpired) as e:
         return [], "ctest could not run: %s" % e
-    rows = re.findall(r"Test\s+#\d+:\s+(\S+)\s+\.*\s*(\*\*\*)?(\w[\w ]*?)\s+([\d.]+) sec", out)
-    tests = [(name, outcome.strip(), float(sec)) for name, _, outcome, sec in rows]
+    rows = re.findall(r"Test\s+#\d+:\s+(\S+)\s+\.*\s*(.*?)\s+([\d.]+) sec", out)
+    tests = [(name, outcome.replace("*", " ").strip(), float(sec)) for name, outcome, sec in rows]
     summary = next((l.strip() for l in out.splitlines() if "tests passed" in l), "")
     if not tests:
         summary = "no tests carry the label `fault` in %s" % os.path.relpath(build, ROOT)
