@@ -48,7 +48,7 @@ def campaign_row(campaign, target):
         m = re.findall(r"stat::average_exec_per_sec:\s*(\d+)", text)
         if m:
             rate += int(m[-1])
-        m = re.findall(r"-max_total_time=(\d+)", text)
+        m = re.findall(r"Done \d+ runs in (\d+) second", text)
         if m:
             seconds = max(seconds, int(m[-1]))
         for line in text.splitlines():
@@ -131,6 +131,11 @@ def main():
     out.append("Findings in all: %d. Inputs that once failed are kept in `fuzz/corpus/<target>/regress-*` "
                "and replayed by the `fuzz` tests of every build." % total_findings)
     out.append("")
+    regress = sorted(glob.glob(os.path.join(ROOT, "fuzz", "corpus", "*", "regress-*")))
+    if regress:
+        out += ["Regression inputs of bugs found and fixed earlier:", ""]
+        out += ["- `%s`" % os.path.relpath(r, ROOT) for r in regress]
+        out.append("")
 
     tests, summary = run_faults(args.build)
     out += ["## Fault injection", "", "`ctest -L fault` in `%s`: %s" % (os.path.relpath(args.build, ROOT), summary), ""]
