@@ -1,7 +1,7 @@
 #pragma once
 // Shared by the fuzz targets: a silent log sink that can record the lines of one run, a
-// check that aborts (so that the fuzzer and the replay runner both see a failure), and
-// small helpers to summarise what a parser produced.
+// check that aborts (so that the fuzzer and the replay runner both see a failure), an
+// allocation watch, and small helpers to summarise what a parser produced.
 
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/MavTypes.h>
@@ -49,6 +49,47 @@ class QuietLog {
 
 // Installs the quiet sink once per process.
 inline void quietLog() { static const QuietLog once; }
+
+// What the replaced allocation functions (AllocGuard.cpp) counted while a watch was armed.
+struct AllocCounts {
+  bool armed = false;
+  std::size_t blocks = 0;
+  std::size_t bytes = 0;
+  std::size_t largest = 0;
+};
+AllocCounts& allocCounts();
+
+// The most a parser may ask for in one block. A frame or file chunk carries at most a
+// 16-bit length of payload, and sample data is only allocated for samples that arrived,
+// so no block of a parse needs more than 64 KiB plus the samples a data chunk holds.
+constexpr std::size_t kMaxParseBlock = 64 * 1024;
+
+// Watches the allocations of one parse: on leaving the scope it stops the run when any
+// single block was larger than 64 KiB plus `sampleBytes` (the bytes of sample data that
+// the input itself carries, for targets whose data chunks copy their samples).
+class AllocWatch {
+ public:
+  explicit AllocWatch(std::size_t sampleBytes = 0) : limit_(kMaxParseBlock + sampleBytes) {
+    AllocCounts& c = allocCounts();
+    outer_ = c.armed;
+    if (!outer_) c = AllocCounts{true, 0, 0, 0};
+  }
+  ~AllocWatch() {
+    AllocCounts& c = allocCounts();
+    if (outer_) return;
+    c.armed = false;
+    if (c.largest > limit_) {
+      std::fprintf(stderr, "one block of %zu bytes (limit %zu)\n", c.largest, limit_);
+      fail("a parse allocated a block beyond the limit", __FILE__, __LINE__);
+    }
+  }
+  AllocWatch(const AllocWatch&) = delete;
+  AllocWatch& operator=(const AllocWatch&) = delete;
+
+ private:
+  std::size_t limit_;
+  bool outer_ = false;
+};
 
 // Keeps a value alive for the optimiser: the parse that produced it cannot be dropped.
 template <typename T>
@@ -100,7 +141,15 @@ void feed(Processor& proc, const Bytes& bytes, std::size_t piece, std::size_t ca
     const std::size_t n = std::min(piece, bytes.size() - at);
     FUZZ_CHECK(ring.write(bytes.data() + at, n) == n);
     at += n;
-    while (auto m = proc.pump(ring)) describe(*m, out);
+    for (;;) {
+      decltype(proc.pump(ring)) m;
+      {
+        const AllocWatch watch;
+        m = proc.pump(ring);
+      }
+      if (!m) break;
+      describe(*m, out);
+    }
   } while (at < bytes.size());
   QuietLog::record(nullptr);
 }

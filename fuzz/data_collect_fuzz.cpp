@@ -29,7 +29,11 @@ bool storedAsItsClass(const VelDataCollectCmd& c, DataCollMask key) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   veliface::fuzz::quietLog();
-  const std::unique_ptr<VelDataCollectCmd> c(VelDataCollectCmd::create(data, size));
+  std::unique_ptr<VelDataCollectCmd> c;
+  {
+    const veliface::fuzz::AllocWatch watch;
+    c.reset(VelDataCollectCmd::create(data, size));
+  }
   FUZZ_CHECK(c != nullptr);
   FUZZ_CHECK(c->mask() == (size > 0 ? data[0] : 0));
   for (DataCollMask key : c->chunkKeys()) FUZZ_CHECK(storedAsItsClass(*c, key));

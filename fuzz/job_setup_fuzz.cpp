@@ -63,12 +63,17 @@ std::size_t payloadBound(const JobTagMap& tags) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   veliface::fuzz::quietLog();
 
-  const std::unique_ptr<VelJobSetupCmd> cmd(VelJobSetupCmd::create(data, size));
+  std::unique_ptr<VelJobSetupCmd> cmd;
+  std::unique_ptr<VelJobSetupEnq> enq;
+  {
+    const veliface::fuzz::AllocWatch watch;
+    cmd.reset(VelJobSetupCmd::create(data, size));
+    enq.reset(VelJobSetupEnq::create(data, size));
+  }
   FUZZ_CHECK(cmd != nullptr);
   describeError(*cmd);
   const std::string tags = describeTags(cmd->jobSetup());
 
-  const std::unique_ptr<VelJobSetupEnq> enq(VelJobSetupEnq::create(data, size));
   FUZZ_CHECK(enq != nullptr);
   describeError(*enq);
   veliface::fuzz::keep(describeTags(enq->jobSetup()).size() + enq->status());

@@ -246,6 +246,114 @@ TAG_TEXT = {
     "aux-msg": b"$AUX_MSG=4294967295",
 }
 
+# --- recording files: WAV header and INFO body ------------------------------------------
+def le32(v):
+    return (v & 0xFFFFFFFF).to_bytes(4, "little")
+
+
+def riff_chunk(name, body):
+    return name + le32(len(body)) + body
+
+
+SENSOR_INFO = (b"INFO"
+               + b"IART" + le32(12) + b"Aurel HF #7 "
+               + b"IPRD" + le32(6) + b"V1 R2 "
+               + b"ICRD" + le32(22) + b"1970-01-01T00:00:00+00"
+               + b"ISFT" + le32(8) + b"velrec  "
+               + b"INAM" + le32(2) + b"t "
+               + b"ICMT" + le32(92)
+               + b"3.000000 V pk, -176 dBV re 1uPa, 0.000000 % RH, 0.000000 deg C, 0 = Max Count, 12 = Seq #   ")
+ARRAY_INFO = (b"INFO"
+              + b"ISFT" + le32(3) + b"abc"
+              + b"ICRD" + le32(24) + b"1970-01-01T00:00:00+00\0\0"
+              + b"IART" + le32(32) + b"HCI #1,Aurel HF #10,Aurel AF #11"
+              + b"ICMT" + le32(72) + b"Vpk=3.000000;V re 1uPa=-170,-171;%RH=45.5,0.0;deg C=12.3,-0.5;Seq # =7  ")
+FMT_PCM16 = bytes([0x01, 0x00, 0x02, 0x00, 0x44, 0xAC, 0x00, 0x00,
+                   0x10, 0xB1, 0x02, 0x00, 0x04, 0x00, 0x10, 0x00])
+FMT_MONO24 = bytes([0x01, 0x00, 0x01, 0x00, 0x80, 0xBB, 0x00, 0x00,
+                    0x80, 0x32, 0x02, 0x00, 0x03, 0x00, 0x18, 0x00])
+
+
+def wav_file(*chunks, riff_size=0):
+    return b"RIFF" + le32(riff_size) + b"WAVE" + b"".join(chunks)
+
+
+WAV_HEADER = {
+    "sensor": wav_file(riff_chunk(b"LIST", SENSOR_INFO), riff_chunk(b"fmt ", FMT_PCM16),
+                       b"data" + le32(4) + b"\x01\x02\x03\x04"),
+    "array": wav_file(riff_chunk(b"LIST", ARRAY_INFO), riff_chunk(b"fmt ", FMT_MONO24),
+                      b"data" + le32(0)),
+    "unfinished": wav_file(riff_chunk(b"fmt ", FMT_PCM16), b"data" + le32(0xFFFFFFFF)),
+    "skipped-chunk": wav_file(riff_chunk(b"junk", b"\0" * 10), riff_chunk(b"fmt ", FMT_PCM16),
+                              b"data" + le32(2) + b"\0\0" + b"\0" * 12),
+    "unknown-long-chunk": wav_file(b"bext" + le32(600) + b"\0" * 16),
+    "not-wave": b"RIFF" + le32(4) + b"AVI " + b"\0" * 16,
+    "long-list": wav_file(b"LIST" + le32(0x10001) + b"\0" * 16),
+    "short-fmt": wav_file(riff_chunk(b"fmt ", FMT_PCM16[:3]), b"data" + le32(8) + b"\0" * 12),
+}
+WAV_INFO = {
+    "sensor": SENSOR_INFO,
+    "array": ARRAY_INFO,
+    "unknown-tag-and-truncation": (b"INFO" + b"ABCD" + le32(2) + b"xx" + b"IART" + le32(12)
+                                   + b"Aurel AF #42" + b"ICMT" + le32(255) + b"9.0 V pk"),
+    "comment-extremes": (b"INFO" + b"ICMT" + le32(96)
+                         + b"1e300 V pk, -99999 dBV re 1uPa, nan % RH, -inf deg C, 4e9 = Max Count, "
+                           b"18446744073709551615 = Seq #      "),
+    "date-odd": b"INFO" + b"ICRD" + le32(20) + b"9999-12-31T23:59:60 ",
+}
+
+# --- spectrum text files -----------------------------------------------------------------
+SPECTRUM_HEADER_TEXT = (
+    "File Details:\n"
+    "File Type\tSpectrum\n"
+    "File Version\t5\n"
+    "Start Date\t2024-02-29\n"
+    "Start Time\t13:14:15\n"
+    "Time Zone\tUTC -3\n"
+    "Author\tTidewells' Wren II\n"
+    "Computer\tHOST\n"
+    "User\tUSER\n"
+    "Client\tCLIENT\n"
+    "Job\tJOB\n"
+    "Personnel\tPERSONNEL\n"
+    "Starting Sample\t4096\n"
+    "\n"
+    "Device Details:\n"
+    "Device\tAurel HF\n"
+    "S/N\t1201\n"
+    "Firmware\t1.2.3\n"
+    "\n"
+    "Setup:\n"
+    "dB Ref re 1V\t-3\n"
+    "dB Ref re 1uPa\t170\n"
+    "Sample Rate [S/s]\t2048\n"
+    "FFT Size\t1024\n"
+    "Bin Width [Hz]\t2.000000\n"
+    "Window Function\tHann\n"
+    "Overlap [%]\t75.000000\n"
+    "Power Calculation\tMean\n"
+    "Accumulations\t12\n"
+    "\n"
+    "Data:\n"
+    "Time\tComment\tTemperature\tHumidity\tSequence #\tData Points\t\n")
+SPECTRUM_HEADER = {
+    "full": SPECTRUM_HEADER_TEXT.encode(),
+    "crlf": SPECTRUM_HEADER_TEXT.replace("\n", "\r\n").encode(),
+    "bin-width-disagrees": SPECTRUM_HEADER_TEXT.replace("2.000000", "2.500000").encode(),
+    "zone-plus": b"Time Zone\tUTC +5\nSample Rate [S/s]\t1000\nFFT Size\t0\nBin Width [Hz]\t0.976562\n",
+    "extreme-levels": b"dB Ref re 1V\t32767\ndB Ref re 1uPa\t-2147483648\nStart Date\t0000-01-01\n",
+    "wide-text": b"Author\t\xf8\x41\xfa\x10\nData:\nAuthor\tafter\n",
+}
+SPECTRUM_DATA = {
+    "three-bins": b"\x46\x9c" + b"13:14:15\tc\t21.50\t40.25\t77\t3\t0\t200\t3\t\n",
+    "no-bins": b"\x40\x00" + b"00:00:05\t\t1\t2\t3\t0\t\n",
+    "negative-count": b"\x40\x00" + b"00:00:05\tx\t1\t2\t3\t-4\t\r\n",
+    "fewer-bins": b"\x40\x00" + b"00:00:05\t\t1\t2\t3\t2\t1\t\n",
+    "level-beyond-byte": b"\x40\x00" + b"00:00:05\t\t1\t2\t3\t1\t256\t\n",
+    "no-last-tab": b"\x40\x00" + b"00:00:05\t\t1\t2\t3\t1\t4",
+    "float-words": b"\x00\x00" + b"23:59:59\tnote\tnan\t-inf\t-2147483648\t1\t255\t\n",
+}
+
 CORPORA = {
     "control_processor": CONTROL,
     "stream_processor": STREAM,
@@ -254,6 +362,10 @@ CORPORA = {
     "trigger_enquiry": TRIGGER_ENQUIRY,
     "data_collect": DATA_COLLECT,
     "tag_text": TAG_TEXT,
+    "wav_header": WAV_HEADER,
+    "wav_info": WAV_INFO,
+    "spectrum_header": SPECTRUM_HEADER,
+    "spectrum_data": SPECTRUM_DATA,
 }
 
 

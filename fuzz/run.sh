@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# One fuzzing campaign: fuzz/run.sh TARGET SECONDS
+# One fuzzing campaign: fuzz/run.sh TARGET MINUTES [JOBS]
 #
 # Builds fuzz_TARGET in the fuzz preset's build tree (configuring it when needed) and runs
-# it for SECONDS with its dictionary, the -max_len its source names ("Campaign:" line),
+# it for MINUTES (a decimal number is fine) in JOBS processes (default 2, one per core)
+# that share one corpus, with its dictionary, the -max_len its source names ("Campaign:" line),
 # and these limits:
 #   -rss_limit_mb=2048   the whole process;
 #   -malloc_limit_mb=1   any single allocation. A parser never allocates for bytes that
@@ -10,7 +11,8 @@
 #                        64 KiB) plus, for sample data, the samples of that payload (at most
 #                        64 KiB more); 1 MiB, the smallest limit the flag can express, is a
 #                        bound no input may break.
-# New inputs go to build/fuzz/campaign/TARGET/corpus, crashes to .../artifacts; the
+# New inputs go to build/fuzz/campaign/TARGET/corpus (FUZZ_WORK replaces build/fuzz/campaign), crashes to .../artifacts, and each
+# process writes its output, final statistics included, to .../fuzz-N.log; the
 # committed seeds in fuzz/corpus/TARGET are read, never written. A crash found is kept in
 # the corpus by copying it to fuzz/corpus/TARGET/regress-<what> and committing it.
 # Exits 1 when the campaign found a crash, leak, timeout or allocation over the limit.
@@ -18,12 +20,14 @@ set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 if [[ $# -lt 1 ]]; then
-  echo "usage: fuzz/run.sh TARGET [SECONDS]" >&2
+  echo "usage: fuzz/run.sh TARGET [MINUTES] [JOBS]" >&2
   echo "targets:" $(cd "$root/fuzz" && ls *_fuzz.cpp | sed 's/_fuzz\.cpp$//') >&2
   exit 2
 fi
 target=$1
-seconds=${2:-60}
+minutes=${2:-1}
+jobs=${3:-2}
+seconds=$(awk -v m="$minutes" 'BEGIN { s = int(m * 60); print (s < 1 ? 1 : s) }')
 src=$root/fuzz/${target}_fuzz.cpp
 if [[ ! -f $src ]]; then
   echo "no fuzz target '$target' (expected $src)" >&2
@@ -38,9 +42,9 @@ if [[ ! -f $build/build.ninja ]]; then
 fi
 cmake --build "$build" --target "fuzz_$target" -j2 >/dev/null
 
-work=$build/campaign/$target
+work=${FUZZ_WORK:-$build/campaign}/$target
 mkdir -p "$work/corpus" "$work/artifacts"
-rm -f "$work/fuzz-0.log"
+rm -f "$work"/fuzz-*.log
 before=$(ls "$work/artifacts" | wc -l)
 
 if command -v llvm-symbolizer-14 >/dev/null; then
@@ -50,11 +54,13 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 
 cd "$work"
 status=0
-"$build/fuzz/fuzz_$target" -jobs=1 -workers=1 -max_total_time="$seconds" \
+"$build/fuzz/fuzz_$target" -jobs="$jobs" -workers="$jobs" -max_total_time="$seconds" \
   -max_len="$max_len" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1 \
   -dict="$root/fuzz/$target.dict" -artifact_prefix="$work/artifacts/" -print_final_stats=1 \
   "$work/corpus" "$root/fuzz/corpus/$target" || status=$?
-[[ -f fuzz-0.log ]] && tail -n 25 fuzz-0.log
+for log in fuzz-*.log; do
+  [[ -f $log ]] && { echo "== $log"; tail -n 12 "$log"; }
+done
 
 after=$(ls "$work/artifacts" | wc -l)
 if [[ $status -ne 0 || $after -gt $before ]]; then
@@ -62,4 +68,4 @@ if [[ $status -ne 0 || $after -gt $before ]]; then
   ls -t "$work/artifacts" >&2
   exit 1
 fi
-echo "fuzz_$target: no findings in ${seconds}s"
+echo "fuzz_$target: no findings in ${seconds}s on $jobs cores"

@@ -21,6 +21,7 @@ namespace {
 
 std::shared_ptr<VelJobSettingsTag> parse(const std::string& text, bool& outOfRange) {
   outOfRange = false;
+  const veliface::fuzz::AllocWatch watch;
   try {
     return VelJobSettingsTag::fromString(text);
   } catch (const std::invalid_argument&) {

@@ -11,7 +11,11 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   veliface::fuzz::quietLog();
-  const std::unique_ptr<VelEnquireTrigger> e(VelEnquireTrigger::create(data, size));
+  std::unique_ptr<VelEnquireTrigger> e;
+  {
+    const veliface::fuzz::AllocWatch watch;
+    e.reset(VelEnquireTrigger::create(data, size));
+  }
   FUZZ_CHECK(e != nullptr);
   // The count is the first byte as sent, whatever follows it; no more records than it
   // announces are ever read.

@@ -258,7 +258,13 @@ std::string MavSpectrumFileHeader::strTimeZone() const {
 }
 
 int MavSpectrumFileHeader::refLeveluPa() const {
-  return static_cast<int>(static_cast<float>(refLevelVolts_) - sensitivity_);
+  // A sensitivity read back from a file can be as far out as the int levels it came from,
+  // so the level is saturated into an int rather than converted out of range.
+  const double level = std::trunc(static_cast<double>(static_cast<float>(refLevelVolts_) - sensitivity_));
+  if (std::isnan(level)) return 0;
+  if (level <= static_cast<double>(std::numeric_limits<int>::min())) return std::numeric_limits<int>::min();
+  if (level >= static_cast<double>(std::numeric_limits<int>::max())) return std::numeric_limits<int>::max();
+  return static_cast<int>(level);
 }
 
 float MavSpectrumFileHeader::binWidth() const {
@@ -346,7 +352,8 @@ bool MavSpectrumFileHeader::deserialise(const std::wstring& text) {
   startDt_ = days * 86400 + secs;
   // The file keeps the sensitivity only inside the two reference levels; their difference
   // restores it to the whole dB that the file can tell.
-  if (haveRefUpa) sensitivity_ = static_cast<float>(refLevelVolts_ - refUpa);
+  // The difference is taken in 64 bits: a level read from the file may be any int.
+  if (haveRefUpa) sensitivity_ = static_cast<float>(int64{refLevelVolts_} - int64{refUpa});
   if (haveOverlap) {
     numPtsBtw_ = static_cast<uint16>(std::lround(fftSize() * (1.0 - overlap / 100.0)));
   }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
+#include <limits>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -195,6 +196,20 @@ TEST(MavSpectrumFileHeader, DeserialiseReadsBackWhatWasWritten) {
   ASSERT_TRUE(back.deserialise(zoned.str()));
   EXPECT_EQ(back.timeZone(), -3);
   EXPECT_EQ(back.startDt(), 0);
+}
+
+// Reference levels at the ends of their ranges: the sensitivity is their exact difference
+// and the level in uPa saturates instead of overflowing.
+TEST(MavSpectrumFileHeader, ExtremeReferenceLevelsStayInRange) {
+  MavSpectrumFileHeader back;
+  EXPECT_TRUE(back.deserialise(L"dB Ref re 1V\t32767\ndB Ref re 1uPa\t-2147483648\n"));
+  EXPECT_EQ(back.refLevelVolts(), 32767);
+  EXPECT_FLOAT_EQ(back.sensitivity(), 2147516415.0f);
+  EXPECT_EQ(back.refLeveluPa(), -2147483647 - 1);
+  EXPECT_TRUE(back.deserialise(L"dB Ref re 1V\t-32768\ndB Ref re 1uPa\t2147483647\n"));
+  EXPECT_EQ(back.refLeveluPa(), 2147483647);
+  back.setSensitivity(std::numeric_limits<float>::quiet_NaN());
+  EXPECT_EQ(back.refLeveluPa(), 0);
 }
 
 TEST(MavSpectrumFileHeader, DeserialiseRejectsABinWidthThatDisagreesWithTheSetup) {

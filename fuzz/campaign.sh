@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# A campaign over every fuzz target: fuzz/campaign.sh MINUTES_PER_TARGET [PARALLEL]
+#
+# Runs fuzz/run.sh for each target in one process, PARALLEL targets at a time (default 2,
+# one per core), so that every target gets MINUTES_PER_TARGET of one core. The logs stay in
+# build/fuzz/campaign/TARGET/ (or $FUZZ_WORK/TARGET) for fuzz/reliability.py, the output of
+# each run in build/fuzz/campaign-TARGET.out. Exits non-zero when any target had findings.
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+minutes=${1:?usage: fuzz/campaign.sh MINUTES_PER_TARGET [PARALLEL]}
+parallel=${2:-2}
+targets=$(cd "$root/fuzz" && ls *_fuzz.cpp | sed 's/_fuzz\.cpp$//')
+
+# Build everything first, so that the parallel runs do not race on the build tree.
+[[ -f $root/build/fuzz/build.ninja ]] || (cd "$root" && cmake --preset fuzz >/dev/null)
+cmake --build "$root/build/fuzz" -j2 >/dev/null || exit 1
+
+status=0
+printf '%s\n' $targets | xargs -P "$parallel" -I{} bash -c \
+  '"$0/fuzz/run.sh" "$1" "$2" 1 > "$0/build/fuzz/campaign-$1.out" 2>&1; s=$?; echo "$1: exit $s";
+   [[ $s -eq 0 ]] || tail -n 40 "$0/build/fuzz/campaign-$1.out"; exit $s' \
+  "$root" {} "$minutes" || status=1
+exit $status
