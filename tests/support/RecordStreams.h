@@ -23,7 +23,7 @@
 
 namespace recordtest {
 
-std::string readFile(const std::filesystem::path& path) {
+inline std::string readFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
