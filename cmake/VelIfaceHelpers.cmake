@@ -16,7 +16,14 @@ function(veliface_add_test_dir name dir)
   add_executable(${name} ${_tests})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} veliface_test_support GTest::gtest GTest::gtest_main)
   veliface_set_warnings(${name})
+  # Suites named *StorageFault* inject file-system failures; they carry the label
+  # `fault` (instead of `unit`) so that a reliability run can pick them with `ctest -L fault`.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
                        WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}"
+                       TEST_FILTER "-*StorageFault*"
                        PROPERTIES LABELS unit)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+                       WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}"
+                       TEST_FILTER "*StorageFault*"
+                       PROPERTIES LABELS fault)
 endfunction()

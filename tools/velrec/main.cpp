@@ -281,7 +281,11 @@ int main(int argc, char** argv) {
       "  velrec --fast --duration 600 --period 60           ten files as fast as possible\n"
       "  velrec --device 192.168.1.20 --set WAVE_SAMPLE_RATE=128000 --period 300\n"
       "  velrec --device 127.0.0.1 --capture ./cap          also keep the raw bytes\n"
-      "  velrec --replay ./cap/waveform.bin --out ./again   record a capture again"};
+      "  velrec --replay ./cap/waveform.bin --out ./again   record a capture again\n\n"
+      "Exit status: 0 when the recording ended normally; 1 when it stopped on an error, such as\n"
+      "a full disk or an output directory that cannot be created or written (the library's\n"
+      "error text is printed, e.g. \"velrec: error: Failed to write wav data.\", and every file\n"
+      "is finished as far as the disk allows); 2 for wrong options."};
   app.add_option("--device", o.device, "host name or address of the device or velsim (example: --device 192.168.1.20)");
   app.add_option("--control-port", o.controlPort, "device control TCP port (example: --control-port 5000)")->capture_default_str();
   app.add_option("--waveform-port", o.waveformPort, "device waveform stream TCP port (example: --waveform-port 5001)")->capture_default_str();

@@ -78,6 +78,8 @@ class MavSpecWriter : public FiniteStateMachine<MavSpecWriter> {
   bool isFinishFile() const { return state() == &MavSpecWriter::st_finish; }
   /// True while a file is open.
   bool isOpen() const;
+  /// True when the current file's stream failed: not opened, a write or its close failed.
+  bool fail() const { return file_.fail(); }
   /// The header of the current file.
   const MavSpectrumFileHeader& header() const { return header_; }
   /// The source device of the current file.

@@ -1,5 +1,7 @@
 #include <veliface/files/MavWavOutFile.h>
 
+#include <veliface/files/internal/FileIo.h>
+
 #include <mavcommon/Endian.h>
 
 #include <cerrno>
@@ -18,7 +20,7 @@ bool MavWavOutFile::open(const std::filesystem::path& path) {
   used_ = 0;
   failed_ = false;
   do {
-    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    fd_ = veliface::files::fileIo().open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   } while (fd_ < 0 && errno == EINTR);
   if (fd_ < 0) failed_ = true;
   return fd_ >= 0;
@@ -27,7 +29,7 @@ bool MavWavOutFile::open(const std::filesystem::path& path) {
 bool MavWavOutFile::writeAt(const uint8* data, std::size_t n, uint64 offset, std::size_t& written) {
   written = 0;
   while (written < n) {
-    const ssize_t r = ::pwrite(fd_, data + written, n - written, static_cast<off_t>(offset + written));
+    const ssize_t r = veliface::files::fileIo().pwrite(fd_, data + written, n - written, static_cast<off_t>(offset + written));
     if (r < 0 && errno == EINTR) continue;
     if (r <= 0) {
       failed_ = true;
@@ -78,7 +80,7 @@ bool MavWavOutFile::patch(uint64 offset, uint32 value) {
 
 bool MavWavOutFile::sync() {
   if (fd_ < 0) return false;
-  if (::fdatasync(fd_) != 0) {
+  if (veliface::files::fileIo().fdatasync(fd_) != 0) {
     failed_ = true;
     return false;
   }
@@ -89,7 +91,7 @@ bool MavWavOutFile::close() {
   if (fd_ < 0) return true;
   bool ok = flush();
   // The descriptor is released even when close reports an error; retrying is not safe.
-  if (::close(fd_) != 0) ok = false;
+  if (veliface::files::fileIo().close(fd_) != 0) ok = false;
   fd_ = -1;
   if (!ok) failed_ = true;
   releaseBuffer();

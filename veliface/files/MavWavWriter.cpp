@@ -34,12 +34,14 @@ T* payload(const WavStreamEvent* e) {
 bool finishDelay(MavWavOutFile* file, uint32 riffSize, uint32 dataSizeOffset, uint32 dataSize,
                  bool closeAll, std::unique_ptr<WavFileQueue> queue) {
   bool ok = file != nullptr && file->flush();
-  if (file != nullptr) {
-    ok = file->patch(4, riffSize) && ok;
+  if (ok) {
+    // Sizes only over data that reached the file: a header must never claim samples the
+    // file lacks, so after a failed write the sizes of the last patch stay.
+    ok = file->patch(4, riffSize);
     ok = file->patch(dataSizeOffset, dataSize) && ok;
     ok = file->flush() && ok;
-    file->releaseBuffer();
   }
+  if (file != nullptr) file->releaseBuffer();
   if (!closeAll || !queue) return ok;
   while (!queue->empty()) {
     std::unique_ptr<MavWavOutFile> f = std::move(queue->front());

@@ -9,10 +9,12 @@
 namespace veliface::record {
 
 const char* const SpectrumRecorder::kOpenErrorText = "Error opening spectrum file for writing.";
+const char* const SpectrumRecorder::kWriteErrorText = "Failed to write spectrum data.";
 
 SpectrumRecorder::SpectrumRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
                                    std::shared_ptr<MavDevice> device, RecordListener* listener)
     : writer_(periodSeconds, dir.wstring()),
+      period_(periodSeconds),
       dir_(std::move(dir)),
       prefix_(std::move(prefix)),
       device_(std::move(device)),
@@ -43,12 +45,19 @@ bool SpectrumRecorder::tracked(Op&& op) {
   }
   if (open && openPath_.empty()) {
     openPath_ = now;
+    failReported_ = false;
     noteOpened(writer_.header().fname(), lastBase_, baseCount_);
     if (listener_) listener_->fileOpened(now);
   }
   if (writer_.errorCode() != 0) {
     if (listener_) listener_->error(writer_.errorCode(), kOpenErrorText);
     writer_.clearErr();
+    failReported_ = true;  // the stream of a file that did not open fails as well
+  } else if (writer_.fail() && !failReported_) {
+    // The writer itself reports only opening; a failed write leaves its stream failed (the
+    // rest of that file's lines are dropped) and the host must hear of it once.
+    if (listener_) listener_->error(kWriteError, kWriteErrorText);
+    failReported_ = true;
   }
   return result;
 }
@@ -69,6 +78,14 @@ void SpectrumRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
     humidity_ = static_cast<float>(hdr.streamStatusChunks().front()->humidity()) / 10.0f;
   }
   header_ = std::move(h);
+  if (period_ > 0 && writer_.isOpen() && static_cast<uint32>(header_->startDt()) % static_cast<uint32>(period_) == 0) {
+    // The writer would close the file on this boundary and open the next at once, and the
+    // failure of that close would go unseen: close it here, where its outcome is reported.
+    tracked([&] {
+      writer_.finishFile();
+      return true;
+    });
+  }
   tracked([&] { return writer_.feed(*header_); });
   if (writer_.isFinishFile()) {
     // A new setup: the writer would close the file on the next record and drop that record.

@@ -45,6 +45,10 @@ class SpectrumRecorder {
 
   /// Text of the writer's error 1.
   static const char* const kOpenErrorText;
+  /// Code reported when a write to an open file (or its close) failed.
+  static constexpr int kWriteError = 2;
+  /// Text of `kWriteError`.
+  static const char* const kWriteErrorText;
 
  private:
   void onHeader(const VelStreamEventHeaderPayload& hdr);
@@ -53,6 +57,7 @@ class SpectrumRecorder {
   bool tracked(Op&& op);
 
   MavSpecWriter writer_;
+  int period_;
   std::filesystem::path dir_;
   std::string prefix_;
   std::shared_ptr<MavDevice> device_;
@@ -65,6 +70,7 @@ class SpectrumRecorder {
   std::string lastBase_;  // name of the last file opened without a suffix
   int baseCount_ = 0;     // files opened under that name this second
   std::filesystem::path openPath_;  // empty while no file is open
+  bool failReported_ = false;       // the current file's stream failure was reported
 };
 
 }  // namespace veliface::record

@@ -1,5 +1,6 @@
 #include <veliface/files/internal/Utf8FileBuf.h>
 
+#include <veliface/files/internal/FileIo.h>
 #include <veliface/files/internal/WideText.h>
 
 #include <cerrno>
@@ -19,7 +20,7 @@ Utf8FileBuf::~Utf8FileBuf() { close(); }
 bool Utf8FileBuf::openAppend(const std::filesystem::path& path) {
   close();
   out_.clear();
-  fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  fd_ = fileIo().open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   if (fd_ >= 0) out_.reserve(kHighWater);
   return fd_ >= 0;
 }
@@ -27,7 +28,7 @@ bool Utf8FileBuf::openAppend(const std::filesystem::path& path) {
 bool Utf8FileBuf::close() {
   if (fd_ < 0) return true;
   bool ok = writeOut();
-  ok = ::close(fd_) == 0 && ok;
+  ok = fileIo().close(fd_) == 0 && ok;
   fd_ = -1;
   out_.clear();
   return ok;
@@ -36,7 +37,7 @@ bool Utf8FileBuf::close() {
 bool Utf8FileBuf::writeOut() {
   std::size_t done = 0;
   while (done < out_.size()) {
-    const ssize_t n = ::write(fd_, out_.data() + done, out_.size() - done);
+    const ssize_t n = fileIo().write(fd_, out_.data() + done, out_.size() - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       out_.erase(0, done);  // keep what is left for the next attempt
