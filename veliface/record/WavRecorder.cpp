@@ -5,6 +5,7 @@
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace veliface::record {
@@ -151,6 +152,15 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
     return;
   }
   if (writer_.isInitFile()) return;  // no file (an open failure was reported)
+  if (chunk->isBigEndian() && chunk->bytesPerSamp() > 1) {
+    const std::size_t width = chunk->bytesPerSamp();
+    const std::size_t n = block.dataSize() / width * width;
+    const uint8* from = chunk->data().get();
+    swapped_.resize(n);
+    for (std::size_t i = 0; i < n; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
+    block.setData(swapped_.data());
+    block.setBigEndian(false);
+  }
   if (feed(block)) {
     totalBytes_ += block.dataSize();
     if (listener_) listener_->bytesWritten(totalBytes_);

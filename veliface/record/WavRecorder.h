@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 class MavDevice;
 class VelStreamEventHeaderPayload;
@@ -21,6 +22,8 @@ namespace veliface::record {
 
 /// Drives a `MavWavWriter` from the event headers and data messages of one waveform port.
 ///
+/// WAV samples are little-endian: blocks that the stream sends big-endian are turned around
+/// before they reach the writer, so that the file holds the values the device sent.
 /// Files are named `<prefix>YYYYMMDD_HHMMSS.wav` after the first second they hold and roll
 /// over on whole multiples of the period on the clock. Finished files are closed at once, so
 /// the number of open files stays the same however long the recording runs. Crash safety is
@@ -76,6 +79,8 @@ class WavRecorder {
   // Blocks that arrive while the writer waits to finish a full file; they open the next one.
   std::deque<std::shared_ptr<const VelStreamDataChunk>> held_;
   uint64 heldBytes_ = 0;
+  // Little-endian copy of a big-endian block; reused, so that blocks cost no allocation.
+  std::vector<uint8> swapped_;
 };
 
 }  // namespace veliface::record
