@@ -264,6 +264,8 @@ void summary(Console& console, const Session& s) {
   console.out("spectrum lines=" + std::to_string(lines) + " files=" + std::to_string(specFiles));
   console.out("sequence losses=" + std::to_string(s.counters().sequenceLosses) +
               " missed samples=" + std::to_string(s.counters().missedSamples));
+  console.out("lost frames=" + std::to_string(s.counters().lostFrames) +
+              " reconnects=" + std::to_string(s.counters().reconnects));
 }
 
 }  // namespace

@@ -6,18 +6,15 @@
 #include <veliface/files/MavWavFormat.h>
 #include <veliface/files/MavWavHeader.h>
 
+#include <ProcessRunner.h>
 #include <gtest/gtest.h>
 
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,91 +22,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A program as a child process whose standard output we read line by line.
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& args) {
-    int fds[2];
-    if (pipe(fds) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(fds[1], 1);
-      close(fds[0]);
-      close(fds[1]);
-      std::vector<char*> argv;
-      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
-      execv(argv[0], argv.data());
-      _exit(127);
-    }
-    close(fds[1]);
-    out_ = fds[0];
-  }
-  ~Child() {
-    if (pid_ > 0 && !reaped_) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    if (out_ >= 0) close(out_);
-  }
-  // The next line, or "" after `ms` milliseconds without one or at the end.
-  std::string line(int ms = 30000) {
-    for (;;) {
-      const auto nl = buf_.find('\n');
-      if (nl != std::string::npos) {
-        std::string l = buf_.substr(0, nl);
-        buf_.erase(0, nl + 1);
-        return l;
-      }
-      pollfd p{out_, POLLIN, 0};
-      if (poll(&p, 1, ms) <= 0) return "";
-      char tmp[4096];
-      const ssize_t n = read(out_, tmp, sizeof tmp);
-      if (n <= 0) return "";
-      buf_.append(tmp, static_cast<std::size_t>(n));
-    }
-  }
-  // Every remaining line of output.
-  std::vector<std::string> rest() {
-    std::vector<std::string> all;
-    for (std::string l = line(); !l.empty(); l = line()) all.push_back(l);
-    return all;
-  }
-  // Lines until one starts with `prefix` (returned) or the output ends ("").
-  std::string until(const std::string& prefix) {
-    for (std::string l = line(); !l.empty(); l = line())
-      if (l.rfind(prefix, 0) == 0) return l;
-    return "";
-  }
-  int wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    reaped_ = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t pid_ = -1;
-  int out_ = -1;
-  bool reaped_ = false;
-  std::string buf_;
-};
-
-// "key=value" fields of a summary line.
-std::map<std::string, std::string> fields(const std::string& line) {
-  std::map<std::string, std::string> f;
-  std::istringstream in(line);
-  for (std::string w; in >> w;) {
-    const auto eq = w.find('=');
-    if (eq != std::string::npos) f[w.substr(0, eq)] = w.substr(eq + 1);
-  }
-  return f;
-}
+using testsupport::ChildProcess;
+using testsupport::fields;
+using Child = ChildProcess;
 
 std::string find(const std::vector<std::string>& lines, const std::string& prefix) {
-  for (const auto& l : lines)
-    if (l.rfind(prefix, 0) == 0) return l;
-  return "";
+  return testsupport::findLine(lines, prefix);
 }
 
 fs::path freshDir(const std::string& name) {

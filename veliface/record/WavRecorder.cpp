@@ -94,9 +94,12 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
 
   // Event headers come once a second and count samples, so they differ by the rate.
-  if (haveSeq_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
+  // The stream's first header comes whenever the stream starts, often mid-second, so the
+  // interval after it is short by design; only the intervals after it are whole seconds.
+  if (haveSeq_ && !firstInterval_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
     listener_->sequenceLoss(lastSeq_, key->seqNum());
   }
+  firstInterval_ = !haveSeq_;
   haveSeq_ = true;
   lastSeq_ = key->seqNum();
   haveHeader_ = true;
@@ -189,6 +192,12 @@ void WavRecorder::releaseHeld(bool force) {
     held_.clear();
     heldBytes_ = 0;
   }
+}
+
+void WavRecorder::streamRestarted() {
+  haveSeq_ = false;
+  firstInterval_ = false;
+  expectKnown_ = false;
 }
 
 void WavRecorder::finish() {

@@ -44,6 +44,10 @@ class WavRecorder {
   /// Finishes every open file properly (sizes patched, closed); recording may go on after.
   void finish();
 
+  /// A new stream begins (after a reconnection): its sequence and sample numbers start over,
+  /// so nothing is compared with the stream before.
+  void streamRestarted();
+
   /// Sets the creator text written into each file's metadata.
   void setCreator(const std::string& creator) { creator_ = creator; }
   /// The writer (for its counters).
@@ -71,6 +75,7 @@ class WavRecorder {
   std::string lastBase_;  // name of the last file opened without a suffix
   int baseCount_ = 0;     // files opened under that name this second
   bool haveSeq_ = false;
+  bool firstInterval_ = false;  // the last header was the stream's first
   uint64 lastSeq_ = 0;
   uint32 expectedSample_ = 0;
   bool expectKnown_ = false;

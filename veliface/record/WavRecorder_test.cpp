@@ -50,6 +50,8 @@ struct Events : RecordListener {
   std::vector<std::pair<fs::path, uint64>> closed;
   std::vector<std::pair<int, std::string>> errors;
   uint64 missed = 0;
+  std::vector<std::pair<uint64, uint64>> losses;
+  void sequenceLoss(uint64 last, uint64 seq) override { losses.emplace_back(last, seq); }
   void fileOpened(const fs::path& p) override { opened.push_back(p); }
   void fileClosed(const fs::path& p, uint64 bytes) override { closed.emplace_back(p, bytes); }
   void missedSamples(uint64 n) override { missed += n; }
@@ -268,6 +270,31 @@ TEST(WavRecorder, BigEndianSamplesAreWrittenLittleEndian) {
                 "print([int.from_bytes(d[i:i+3],'little',signed=True) for i in range(0,len(d),3)])\" " +
                 files[1].string()),
             "[1193046, -2, -8388608, 1, 1193046, -2, -8388608, 1]\n");
+}
+
+TEST(WavRecorder, SequenceLossesSkipTheShortFirstSecondOfAStream) {
+  TempDir tmp;
+  Events events;
+  std::vector<uint8> block(2000, 0x10);
+  WavRecorder rec(tmp.dir, "seq", 60, nullptr, &events);
+  // The stream starts a quarter second in: its first header is followed 6000 samples later
+  // by the next whole second, which is no loss.
+  rec.take(wavHeader(1000000000, 0, 8000));
+  rec.take(wavHeader(1000000001, 6000, 8000));
+  rec.take(wavHeader(1000000002, 14000, 8000));
+  EXPECT_TRUE(events.losses.empty());
+  // A header missing later is a loss, and a short interval later is one too.
+  rec.take(wavHeader(1000000004, 30000, 8000));
+  rec.take(wavHeader(1000000005, 36000, 8000));
+  EXPECT_EQ(events.losses, (std::vector<std::pair<uint64, uint64>>{{14000, 30000}, {30000, 36000}}));
+  // A new stream after a reconnection starts over at 0, again mid-second.
+  rec.streamRestarted();
+  rec.take(wavHeader(1000000009, 0, 8000));
+  rec.take(wavHeader(1000000010, 2000, 8000));
+  rec.take(dataMsg(1000000010, 2000, block.data(), 1000, 0x82, nullptr));
+  rec.take(wavHeader(1000000011, 10000, 8000));
+  EXPECT_EQ(events.losses.size(), 2u);
+  EXPECT_EQ(events.missed, 0u);
 }
 
 TEST(WavRecorder, StraddlingBlocksKeepOrderAndOpenFilesStayConstant) {
