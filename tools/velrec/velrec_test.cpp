@@ -82,7 +82,7 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     EXPECT_EQ(std::stoull(f.at("samples")), frames) << path;
     r.frames += frames;
   }
-  auto total = fields(find(lines, "velrec: waveform "));
+  auto total = fields(find(lines, "velrec: waveform samples="));
   r.checksum = total["checksum"];
   EXPECT_EQ(std::to_string(r.frames), total["samples"]);
   EXPECT_EQ(std::to_string(r.wavFiles), total["files"]);
@@ -109,7 +109,7 @@ TEST(Velrec, RecordsTheSimulatedDeviceInProcessAndMatchesItsChecksum) {
   auto sim = fields(find(lines, "velrec: simulator: waveform "));
   EXPECT_EQ(sim["samples"], "144000");
   // Every spectrum sent is one data line.
-  EXPECT_EQ(fields(find(lines, "velrec: spectrum "))["lines"],
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"],
             fields(find(lines, "velrec: simulator: spectrum "))["spectra"]);
   ASSERT_FALSE(r.checksum.empty());
   EXPECT_EQ(r.checksum, sim["checksum"]);
@@ -151,22 +151,91 @@ TEST(Velrec, RefusesABadSettingAndAnUnusableOutputPath) {
   fs::remove_all(out);
 }
 
-TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
-  Child velsim({program("VELSIM"), "--fast", "--duration", "3", "--seed", "5", "--control-port", "0",
-                "--waveform-port", "0", "--spectrum-port", "0", "--discovery-port", "0"});
-  std::map<std::string, std::string> ports;
-  for (const char* name : {"control", "waveform", "spectrum"}) {
-    const std::string l = velsim.until(std::string("velsim: ") + name + " port ");
-    ASSERT_FALSE(l.empty()) << name;
-    ports[name] = l.substr(l.rfind(' ') + 1);
+// velsim on ports picked at run time, as a child; the ports it reports.
+struct Velsim {
+  explicit Velsim(std::vector<std::string> extra) : child(args(std::move(extra))) {
+    for (const char* name : {"control", "waveform", "spectrum"}) {
+      const std::string l = child.until(std::string("velsim: ") + name + " port ");
+      if (!l.empty()) ports[name] = l.substr(l.rfind(' ') + 1);
+    }
   }
+  static std::vector<std::string> args(std::vector<std::string> extra) {
+    std::vector<std::string> a{program("VELSIM"), "--control-port", "0", "--waveform-port", "0",
+                               "--spectrum-port", "0", "--discovery-port", "0"};
+    a.insert(a.end(), extra.begin(), extra.end());
+    return a;
+  }
+  // velrec --device on these ports with `extra` options; standard error comes along.
+  std::vector<std::string> velrec(const fs::path& out, std::vector<std::string> extra) {
+    std::vector<std::string> a{program("VELREC"), "--device", "127.0.0.1", "--out", out.string(),
+                               "--control-port", ports["control"], "--waveform-port", ports["waveform"],
+                               "--spectrum-port", ports["spectrum"]};
+    a.insert(a.end(), extra.begin(), extra.end());
+    return a;
+  }
+  // The fields of velsim's summary lines of both streams, in whichever order they come.
+  std::map<std::string, std::string> summary(const std::string& stream) {
+    while (summaries.count(stream) == 0) {
+      const std::string l = child.line();
+      if (l.empty()) break;
+      for (const char* name : {"waveform", "spectrum"})
+        if (l.rfind(std::string("velsim: ") + name + " samples=", 0) == 0) summaries[name] = fields(l);
+    }
+    return summaries[stream];
+  }
+  Child child;
+  std::map<std::string, std::string> ports;
+  std::map<std::string, std::map<std::string, std::string>> summaries;
+};
+
+// Data lines of a spectrum file: those after the column titles and the bin frequencies.
+uint64_t spectrumLines(const fs::path& path) {
+  std::ifstream in(path);
+  uint64_t n = 0;
+  int stage = 0;  // 0: header block, 1: frequency line next, 2: data
+  for (std::string l; std::getline(in, l);) {
+    if (stage == 2 && !l.empty()) ++n;
+    if (stage == 1) stage = 2;
+    if (stage == 0 && l.rfind("Time\tComment", 0) == 0) stage = 1;
+  }
+  return n;
+}
+
+// Every file of `dir` read back by the independent readers: veldump checks each WAV file
+// (exit 0), Python's wave module opens it, and the spectrum files hold `spectra` data lines.
+void readBack(const fs::path& dir, const std::string& spectra) {
+  uint64_t lines = 0;
+  int wavs = 0;
+  for (const auto& e : fs::directory_iterator(dir)) {
+    const std::string f = e.path().string();
+    if (e.path().extension() == ".txt") {
+      lines += spectrumLines(e.path());
+      continue;
+    }
+    ++wavs;
+    Child dump({program("VELDUMP"), "wav", f});
+    dump.rest();
+    EXPECT_EQ(dump.wait(), 0) << f;
+    Child py({"/usr/bin/env", "python3", "-c", "import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes())", f});
+    EXPECT_FALSE(py.line().empty()) << f;
+    EXPECT_EQ(py.wait(), 0) << f;
+  }
+  EXPECT_GT(wavs, 0);
+  EXPECT_EQ(std::to_string(lines), spectra);
+}
+
+TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
+  // Big-endian samples on the wire: the files hold them little-endian, and both checksums
+  // are over the file order, so they still agree.
+  Velsim sim({"--fast", "--duration", "3", "--seed", "5"});
+  ASSERT_EQ(sim.ports.size(), 3u);
   const fs::path out = freshDir("net");
-  Child rec({program("VELREC"), "--device", "127.0.0.1", "--fast", "--duration", "3", "--period", "1", "--out",
-             out.string(), "--control-port", ports["control"], "--waveform-port", ports["waveform"],
-             "--spectrum-port", ports["spectrum"], "--set", "WAVE_SAMPLE_RATE=64000"});
+  Child rec(sim.velrec(out, {"--fast", "--duration", "3", "--period", "1", "--set", "WAVE_SAMPLE_RATE=64000",
+                             "--set", "WAVE_ENDIAN=0"}));
   const auto lines = rec.rest();
   ASSERT_EQ(rec.wait(), 0);
-  auto sent = fields(velsim.until("velsim: waveform samples="));
+  auto sent = sim.summary("waveform");
+  auto spectra = sim.summary("spectrum");
 
   const Recorded r = checkFiles(lines, 64000);
   EXPECT_EQ(r.frames, 192000u);
@@ -174,6 +243,33 @@ TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
   EXPECT_EQ(sent["samples"], "192000");
   EXPECT_EQ(r.checksum, sent["checksum"]);
   EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_SAMPLE_RATE=64000"), "");
+  EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_ENDIAN=0"), "");
+  EXPECT_EQ(find(lines, "velrec: lost frames="), "velrec: lost frames=0 reconnects=0");
+  ASSERT_FALSE(spectra["spectra"].empty());
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"], spectra["spectra"]);
+  readBack(out, spectra["spectra"]);
+  fs::remove_all(out);
+}
+
+TEST(Velrec, KeepsRecordingThroughInjectedFaultsAndCountsEveryDroppedFrame) {
+  Velsim sim({"--fast", "--duration", "3", "--seed", "8", "--bad-crc", "0.5", "--drop-frames", "0.05",
+              "--garbage", "0.3", "--split-writes", "--samples-per-frame", "500"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("faults");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "3", "--period", "1"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  auto sent = sim.summary("waveform");
+  auto spectra = sim.summary("spectrum");
+
+  ASSERT_NE(sent["dropped"], "0");  // the run must actually lose frames
+  EXPECT_EQ(fields(find(lines, "velrec: lost frames="))["frames"], sent["dropped"]);
+  EXPECT_NE(find(lines, "velrec: bad CRC on the answer of command"), "");
+  const Recorded r = checkFiles(lines, 48000);
+  EXPECT_EQ(std::to_string(r.frames), sent["samples"]);
+  EXPECT_EQ(r.checksum, sent["checksum"]);
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"], spectra["spectra"]);
+  readBack(out, spectra["spectra"]);
   fs::remove_all(out);
 }
 
