@@ -164,6 +164,18 @@ void Session::take(Channel ch, const VelStreamMessage& msg) {
     }
     wav_.take(msg);
   } else {
+    if (specDone_) return;
+    if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+      const auto fft = hdr->streamSetupChunk().fftSetup();
+      const auto key = hdr->eventKey();
+      if (fft && key && fft->sampleRate() > 0) {
+        specTime_ = static_cast<double>(key->seqNum()) / fft->sampleRate();
+        if (config_.duration > 0 && specBase_ + specTime_ >= config_.duration) {
+          specDone_ = true;  // as for the waveform, the header after the end opens no file
+          return;
+        }
+      }
+    }
     spec_.take(msg);
   }
 }
@@ -197,6 +209,8 @@ void Session::connectionLost(Channel ch) {
     wavePort_ = std::make_unique<Port>(VEL_STREAM_WAVEFORM);
   } else if (ch == Channel::Spectrum) {
     spec_.finish();
+    specBase_ += specTime_;
+    specTime_ = 0;
     specPort_ = std::make_unique<Port>(VEL_STREAM_SPECTRUM);
   }
 }

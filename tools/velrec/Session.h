@@ -113,6 +113,9 @@ class Session {
   uint64 checksum() const { return checksum_; }
   /// True once the waveform stream has run for the duration (dropped frames count as time).
   bool limitReached() const;
+  /// True once the spectrum stream has run for the duration too (its header of the second
+  /// after the end has come).
+  bool spectrumDone() const { return specDone_; }
   /// The first error that stops the recording (a writer error or an unreadable file), or "".
   const std::string& failure() const { return failure_; }
 
@@ -163,6 +166,9 @@ class Session {
   uint64 positionBase_ = 0;  // stream time of the connections before this one
   uint64 position_ = 0;      // stream time on this connection (samples)
   bool expectKnown_ = false; // position_ is where the next data frame starts
+  double specBase_ = 0;      // spectrum stream time of the connections before this one (s)
+  double specTime_ = 0;      // spectrum stream time on this connection (s)
+  bool specDone_ = false;
   uint64 frameSize_ = 0;     // the largest data frame seen (samples)
   std::string failure_;
   NotifySink notify_;

@@ -25,6 +25,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <thread>
 
 namespace {
@@ -214,7 +215,14 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
   spec.start();
   Status status(console, *session);
   io.restart();
-  while (keepGoing(*session)) {
+  // The spectrum stream may lag behind the waveform: once the waveform is complete it gets
+  // a few seconds to reach the end as well.
+  std::optional<Clock::time_point> waveDone;
+  while (!g_stop && session->failure().empty()) {
+    if (session->limitReached()) {
+      if (!waveDone) waveDone = Clock::now();
+      if (session->spectrumDone() || Clock::now() - *waveDone > std::chrono::seconds(5)) break;
+    }
     io.run_for(std::chrono::milliseconds(100));
     status.tick();
   }
