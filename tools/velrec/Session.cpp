@@ -168,13 +168,18 @@ void Session::take(Channel ch, const VelStreamMessage& msg) {
     if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
       const auto fft = hdr->streamSetupChunk().fftSetup();
       const auto key = hdr->eventKey();
-      if (fft && key && fft->sampleRate() > 0) {
-        specTime_ = static_cast<double>(key->seqNum()) / fft->sampleRate();
+      if (fft) specRate_ = fft->sampleRate();
+      if (key && specRate_ > 0) {
+        specTime_ = static_cast<double>(key->seqNum()) / specRate_;
         if (config_.duration > 0 && specBase_ + specTime_ >= config_.duration) {
           specDone_ = true;  // as for the waveform, the header after the end opens no file
           return;
         }
       }
+    }
+    if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
+      const auto key = d->eventKey();
+      if (key && specRate_ > 0) specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
     }
     spec_.take(msg);
   }

@@ -102,6 +102,8 @@ class Session {
   void connectionLost(Channel ch);
   /// Finishes every open file.
   void finish();
+  /// Counts a reconnection to the device.
+  void noteReconnect() { ++counters_.reconnects; }
   /// Sets who hears of stream notifications.
   void setNotifySink(NotifySink sink) { notify_ = std::move(sink); }
 
@@ -169,6 +171,7 @@ class Session {
   double specBase_ = 0;      // spectrum stream time of the connections before this one (s)
   double specTime_ = 0;      // spectrum stream time on this connection (s)
   bool specDone_ = false;
+  uint32 specRate_ = 0;      // FFT sample rate of the last spectrum header
   uint64 frameSize_ = 0;     // the largest data frame seen (samples)
   std::string failure_;
   NotifySink notify_;

@@ -273,4 +273,28 @@ TEST(Velrec, KeepsRecordingThroughInjectedFaultsAndCountsEveryDroppedFrame) {
   fs::remove_all(out);
 }
 
+TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
+  // Every connection of velsim drops after 1.5 s of stream, the control channel with it.
+  Velsim sim({"--fast", "--duration", "30", "--disconnect-after", "1.5", "--seed", "4"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("reconnect");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "4", "--period", "1"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+
+  EXPECT_NE(find(lines, "velrec: connection to the device lost; reconnecting in 0.5 s (attempt 1)"), "");
+  EXPECT_NE(find(lines, "velrec: reconnected to 127.0.0.1; recording on into new files"), "");
+  auto counts = fields(find(lines, "velrec: lost frames="));
+  EXPECT_EQ(counts["frames"], "0");
+  EXPECT_GE(std::stoi(counts["reconnects"]), 2);
+  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0");
+  // Four seconds of stream over three connections, every sample in a valid file; the frame
+  // that crosses the end is kept whole.
+  const Recorded r = checkFiles(lines, 48000);
+  EXPECT_GE(r.frames, 192000u);
+  EXPECT_LT(r.frames, 192000u + 1024u);
+  readBack(out, fields(find(lines, "velrec: spectrum lines="))["lines"]);
+  fs::remove_all(out);
+}
+
 }  // namespace

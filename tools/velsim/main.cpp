@@ -147,6 +147,17 @@ class Server {
     }
   }
 
+  // The disconnect fault takes the control connection down with the stream, as when a
+  // device loses its network link.
+  void dropControl() {
+    if (!controlClient_) return;
+    asio::error_code ec;
+    controlClient_->shutdown(tcp::socket::shutdown_both, ec);
+    controlClient_->close(ec);
+    controlClient_.reset();
+    say("control client dropped: disconnect fault");
+  }
+
   const Options& opts() const { return opts_; }
   velsim::SimDevice& device() { return device_; }
 
@@ -171,8 +182,10 @@ class Server {
   void readControl(std::shared_ptr<tcp::socket> s) {
     s->async_read_some(asio::buffer(controlBuf_), [this, s](const asio::error_code& ec, std::size_t n) {
       if (ec) {
-        say("control client disconnected");
-        controlClient_.reset();
+        if (controlClient_ == s) {
+          say("control client disconnected");
+          controlClient_.reset();
+        }
         return;
       }
       const Bytes reply = device_.handleControl(controlBuf_.data(), n);
@@ -378,6 +391,7 @@ void StreamPort::finish(const char* why, bool sendStopped) {
   stream_.reset();
   timer_.cancel();
   writing_ = false;
+  if (std::string(why) == "disconnect fault") server_.dropControl();
   server_.streamEnded(std::string(why) == "duration reached");
 }
 

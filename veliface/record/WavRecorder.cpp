@@ -91,7 +91,7 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   }
   info_.setTime(key->timeStamp());
   info_.setSeqNum(key->seqNum());
-  info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+  info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
 
   // Event headers come once a second and count samples, so they differ by the rate.
   // The stream's first header comes whenever the stream starts, often mid-second, so the
@@ -112,7 +112,7 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   if (wasOpen && writer_.isInitFile()) {
     // A new setup finished the file and took the setup record with it: open the next file
     // now, on this header, so that no block of this second is lost.
-    info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+    info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
     feed(info_);
     feed(setup_);
   }
@@ -178,7 +178,7 @@ void WavRecorder::releaseHeld(bool force) {
       writer_.finishFile();
       return true;
     });
-    info_.setFilename(freshName(prefix_, info_.timestamp(), lastBase_, baseCount_));
+    info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
     feed(info_);
     feed(setup_);
   }
