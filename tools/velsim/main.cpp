@@ -158,6 +158,11 @@ class Server {
     say("control client dropped: disconnect fault");
   }
 
+  // In fast mode streams run ahead of the wall clock; a new connection starts after the
+  // seconds the last one used, so that device time never repeats a second.
+  int64 streamStart(int64 deviceNow) const { return std::max(deviceNow, nextFastSecond_); }
+  void streamUsedUpTo(int64 second) { nextFastSecond_ = std::max(nextFastSecond_, second + 1); }
+
   const Options& opts() const { return opts_; }
   velsim::SimDevice& device() { return device_; }
 
@@ -226,6 +231,7 @@ class Server {
   // Splits control writes only; the device applies the other control faults itself.
   velsim::FaultInjector controlSplit_{faultsOf(opts_, 7)};
   bool completedOnce_ = false;
+  int64 nextFastSecond_ = 0;
 };
 
 void StreamPort::accept() {
@@ -267,7 +273,8 @@ void StreamPort::begin(std::shared_ptr<tcp::socket> sock) {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   const uint32 nanos =
       o.fast ? 0 : static_cast<uint32>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count() % 1000000000);
-  velsim::StreamSetup setup = dev.streamSetup(kind_, dev.deviceTime(), nanos);
+  velsim::StreamSetup setup =
+      dev.streamSetup(kind_, o.fast ? server_.streamStart(dev.deviceTime()) : dev.deviceTime(), nanos);
   setup.samplesPerFrame = o.samplesPerFrame;
   setup.faults = faultsOf(o, kind_ == velsim::StreamKind::Waveform ? 1 : 2);
   setup.faults.dataDropRate = o.dropFrames;
@@ -383,6 +390,7 @@ void StreamPort::finish(const char* why, bool sendStopped) {
   }
   say(std::string(name()) + " stream ended: " + why);
   say(stream_->summary());
+  server_.streamUsedUpTo(stream_->clock().secondOf(stream_->nextSample()));
   if (client_) {
     client_->shutdown(tcp::socket::shutdown_both, ec);
     client_->close(ec);
