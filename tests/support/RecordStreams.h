@@ -51,11 +51,11 @@ inline std::vector<std::shared_ptr<const VelDeviceInfoChunk>> deviceInfo() {
   return {std::make_shared<VelDeviceInfoChunkV1>(raw)};
 }
 
-inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate) {
+inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate, uint8 format = 0x82) {
   stWAVE_SETUP_CHUNK_V0 setup{};
   setup.type = 0x45;
   setup.sampleRate = rate;
-  setup.sampleFormat = 2;  // 16-bit, big-endian
+  setup.sampleFormat = format;  // default 16-bit little-endian: the file holds the bytes sent
   stAMPLITUDE_CHUNK_V0 scale{};
   scale.type = 0x47;
   scale.maxCount = 32767;
@@ -83,7 +83,7 @@ inline VelStreamMessage dataMsg(int32_t t, uint64 sample, const uint8* bytes, ui
   return VelStreamMessage(std::make_shared<VelStreamDataPayload>(key(t, sample), chunk));
 }
 
-// A 16-bit mono stream: a header at each whole second, then blocks of `block` samples. A
+// A 16-bit little-endian mono stream: a header at each whole second, then blocks of `block` samples. A
 // block that straddles a second is sent before the next second's header.
 struct WavStream {
   WavStream(uint32 r, uint16 b, int32_t t) : rate(r), block(b), t0(t) {}
@@ -105,7 +105,7 @@ struct WavStream {
         rec.take(wavHeader(t0 + s, uint64{rate} * static_cast<uint64>(s), rate));
       }
       for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8>((sample * 2 + i) * 7);
-      rec.take(dataMsg(t0 + s, sample, bytes.data(), block, 2, &sent));
+      rec.take(dataMsg(t0 + s, sample, bytes.data(), block, 0x82, &sent));
       sample += block;
     }
   }
@@ -145,6 +145,8 @@ struct Events : veliface::record::RecordListener {
   std::vector<std::pair<std::filesystem::path, uint64>> closed;
   std::vector<std::pair<int, std::string>> errors;
   uint64 missed = 0;
+  std::vector<std::pair<uint64, uint64>> losses;
+  void sequenceLoss(uint64 last, uint64 seq) override { losses.emplace_back(last, seq); }
   void fileOpened(const std::filesystem::path& p) override { opened.push_back(p); }
   void fileClosed(const std::filesystem::path& p, uint64 bytes) override { closed.emplace_back(p, bytes); }
   void missedSamples(uint64 n) override { missed += n; }

@@ -187,7 +187,9 @@ void SimDevice::resetJob() {
   job_[kTagWaveSampleRate] = le32(config_.sampleRate);
   job_[kTagWaveBitDepth] = le32(config_.bitDepth);
   job_[kTagWaveGain] = le32(0);
-  job_[kTagWaveEndian] = le32(0);
+  // The device ships with little-endian samples (WAVE_ENDIAN = 1), the byte order of a WAV
+  // file; a job setup with WAVE_ENDIAN = 0 makes it stream big-endian samples instead.
+  job_[kTagWaveEndian] = le32(1);
   if (config_.type == 8) {
     job_[kTagArrayDevType] = le32(5);
     Bytes list;
@@ -218,7 +220,7 @@ StreamParams SimDevice::streamParams() const {
   StreamParams p;
   p.sampleRate = jobValue(kTagWaveSampleRate, config_.sampleRate);
   p.bitDepth = jobValue(kTagWaveBitDepth, config_.bitDepth);
-  p.littleEndian = jobValue(kTagWaveEndian, 0) == 1;
+  p.littleEndian = jobValue(kTagWaveEndian, 1) == 1;
   p.channels = config_.channels;
   p.gain = static_cast<uint16>(jobValue(kTagWaveGain, 0));
   p.fftSampleRate = jobValue(kTagFftSampleRate, p.sampleRate);

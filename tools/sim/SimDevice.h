@@ -69,7 +69,7 @@ struct DeviceConfig {
 struct StreamParams {
   uint32 sampleRate = 48000;   ///< waveform samples per second
   unsigned bitDepth = 24;      ///< 16 or 24
-  bool littleEndian = false;   ///< waveform sample byte order
+  bool littleEndian = true;   ///< waveform sample byte order
   unsigned channels = 1;       ///< waveform channels
   uint16 gain = 0;             ///< waveform gain
   uint32 fftSampleRate = 48000;  ///< sample rate of the analysed signal

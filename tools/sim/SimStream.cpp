@@ -157,7 +157,17 @@ void SimStream::emitFrame(const Bytes& frame) {
     return;
   }
   const std::size_t n = frame.size() - kSampleOffset;
-  stats_.checksum = fnv1a64(stats_.checksum, frame.data() + kSampleOffset, n);
+  const uint8* samples = frame.data() + kSampleOffset;
+  const std::size_t width = setup_.kind == StreamKind::Waveform ? setup_.bitDepth / 8 : 1;
+  if (setup_.littleEndian || width == 1) {
+    stats_.checksum = fnv1a64(stats_.checksum, samples, n);
+  } else {
+    // Checksummed in file order (little-endian), so that it compares with a WAV file's data
+    // whichever byte order the stream used.
+    for (std::size_t i = 0; i + width <= n; i += width) {
+      for (std::size_t b = width; b-- > 0;) stats_.checksum = fnv1a64(stats_.checksum, samples + i + b, 1);
+    }
+  }
   stats_.bytes += n;
   ++stats_.frames;
 }

@@ -25,7 +25,7 @@ struct StreamSetup {
   StreamKind kind = StreamKind::Waveform;  ///< waveform or spectrum
   uint32 sampleRate = 48000;      ///< samples per second (the FFT rate for a spectrum stream)
   unsigned bitDepth = 24;         ///< waveform: 16 or 24 bits per sample
-  bool littleEndian = false;      ///< waveform sample byte order
+  bool littleEndian = true;      ///< waveform sample byte order
   unsigned channels = 1;          ///< waveform channels (a spectrum stream has one)
   uint16 gain = 0;                ///< waveform gain
   uint16 samplesPerFrame = 1024;  ///< waveform sample frames per data frame
@@ -47,7 +47,8 @@ struct StreamSetup {
 };
 
 /// What a stream has sent so far. The checksum is FNV-1a 64 over the sample bytes of the
-/// data frames that were sent, exactly as sent and in order; dropped frames do not count.
+/// data frames that were sent, in order, each sample little-endian (as a WAV file holds it,
+/// whatever order the stream used); dropped frames do not count.
 struct StreamStats {
   uint64 samples = 0;      ///< sample frames (waveform) or bins (spectrum) sent
   uint64 bytes = 0;        ///< sample bytes sent

@@ -89,6 +89,41 @@ TEST(SimStream, WaveformHeadersEverySecondAndContiguousSamples) {
   }
 }
 
+TEST(SimStream, ByteOrderChangesTheWireBytesButNotTheChecksum) {
+  // Little-endian is the default; a big-endian stream carries the same values turned round
+  // and reports the same checksum, because the checksum is taken in file order.
+  StreamSetup little = waveSetup();
+  StreamSetup big = waveSetup();
+  big.littleEndian = false;
+  SimStream l(little), b(big);
+  l.produce(8000);
+  b.produce(8000);
+  const Decoded dl = decode(l.output(), VEL_STREAM_WAVEFORM);
+  const Decoded db = decode(b.output(), VEL_STREAM_WAVEFORM);
+  ASSERT_FALSE(dl.headers.empty());
+  ASSERT_FALSE(db.headers.empty());
+  EXPECT_EQ(dl.headers[0]->streamSetupChunk().wavSetup()->sampleFormat(), 0x83);
+  EXPECT_EQ(db.headers[0]->streamSetupChunk().wavSetup()->sampleFormat(), 0x03);
+  ASSERT_EQ(dl.data.size(), db.data.size());
+  ASSERT_FALSE(dl.data.empty());
+  const auto& cl = *dl.data[0]->data();
+  const auto& cb = *db.data[0]->data();
+  EXPECT_EQ(cl.sampleFormat(), 0x83);
+  EXPECT_EQ(cb.sampleFormat(), 0x03);
+  ASSERT_EQ(cl.dataSize(), cb.dataSize());
+  bool differs = false;
+  for (std::size_t i = 0; i + 3 <= cl.dataSize(); i += 3) {
+    const uint8* x = cl.data().get() + i;
+    const uint8* y = cb.data().get() + i;
+    EXPECT_TRUE(x[0] == y[2] && x[1] == y[1] && x[2] == y[0]) << i;
+    differs = differs || x[0] != y[0];
+  }
+  EXPECT_TRUE(differs);  // the signal is not made of palindromes
+  EXPECT_EQ(l.stats().checksum, dl.checksum);
+  EXPECT_EQ(b.stats().checksum, l.stats().checksum);
+  EXPECT_NE(db.checksum, dl.checksum);  // the wire bytes themselves do differ
+}
+
 TEST(SimStream, DroppedFramesShowAsGapsAndStayOutOfTheChecksum) {
   StreamSetup setup = waveSetup();
   setup.faults.dataDropRate = 0.2;

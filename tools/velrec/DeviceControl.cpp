@@ -3,6 +3,7 @@
 #include <sim/SimDevice.h>
 
 #include <mavcommon/CircularByteBuffer.h>
+#include <mavcommon/Crc16.h>
 #include <veliface/common/VelCommand.h>
 #include <veliface/control/VelControlProcessor.h>
 #include <veliface/control/VelEnquireCmd.h>
@@ -33,6 +34,26 @@ std::size_t SimLink::receive(uint8* buf, std::size_t max, std::chrono::milliseco
 DeviceControl::DeviceControl(ControlLink& link, Console& console, Capture* capture)
     : link_(link), console_(console), capture_(capture) {}
 
+namespace {
+
+// Whether `raw` holds a whole response frame of `code` ('*', code, length u16 LE, payload,
+// CRC u16 LE over header and payload) whose CRC is right. The parser skips the CRC of most
+// responses unread, so a damaged answer would otherwise be taken as it is.
+enum class CrcCheck { Good, Bad, Incomplete };
+
+CrcCheck checkResponseCrc(const std::vector<uint8>& raw, uint8 code) {
+  for (std::size_t i = 0; i + 4 <= raw.size(); ++i) {
+    if (raw[i] != '*' || raw[i + 1] != code) continue;
+    const std::size_t len = raw[i + 2] | static_cast<std::size_t>(raw[i + 3]) << 8;
+    if (i + 4 + len + 2 > raw.size()) return CrcCheck::Incomplete;
+    const uint16 sent = static_cast<uint16>(raw[i + 4 + len] | raw[i + 5 + len] << 8);
+    return sent == calculateCrc(&raw[i], 4 + len) ? CrcCheck::Good : CrcCheck::Bad;
+  }
+  return CrcCheck::Incomplete;
+}
+
+}  // namespace
+
 std::shared_ptr<VelControlMessage> DeviceControl::request(std::shared_ptr<VelControlMsgPayload> cmd,
                                                           int tries, std::chrono::milliseconds timeout) {
   const uint8 code = cmd->commandCode();
@@ -42,23 +63,39 @@ std::shared_ptr<VelControlMessage> DeviceControl::request(std::shared_ptr<VelCon
   VelControlMessage(std::move(cmd)).serialize(&len, frame.data());
   frame.resize(static_cast<std::size_t>(len));
 
-  VelControlProcessor parser;
-  CircularByteBuffer ring(1 << 17);
   std::vector<uint8> buf(8192);
+  std::vector<uint8> raw;  // this attempt's bytes, for the CRC check
   for (int attempt = 0; attempt < tries; ++attempt) {
+    // Each attempt starts clean: a late or damaged answer to the last one must not count.
+    VelControlProcessor parser;
+    CircularByteBuffer ring(1 << 17);
+    raw.clear();
     if (!link_.send(frame)) return nullptr;
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (std::chrono::steady_clock::now() < deadline) {
+    std::shared_ptr<VelControlMessage> answer;
+    bool bad = false;
+    while (!bad && std::chrono::steady_clock::now() < deadline) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       const std::size_t n = link_.receive(buf.data(), std::min(buf.size(), ring.freeSpace()), left);
       if (n == 0) break;
       if (capture_) capture_->write(Channel::Control, buf.data(), n);
+      raw.insert(raw.end(), buf.begin(), buf.begin() + static_cast<std::ptrdiff_t>(n));
       ring.write(buf.data(), n);
-      while (auto msg = parser.pump(ring)) {
-        if (msg->payload() && msg->payload()->commandCode() == code) return msg;
+      while (!answer) {
+        auto msg = parser.pump(ring);
+        if (!msg) break;
+        if (msg->payload() && msg->payload()->commandCode() == code) answer = msg;
       }
+      if (!answer) continue;
+      // The answer is decoded before its CRC has arrived: wait for the two bytes.
+      const CrcCheck crc = checkResponseCrc(raw, code);
+      if (crc == CrcCheck::Good) return answer;
+      bad = crc == CrcCheck::Bad;
     }
-    if (attempt + 1 < tries) console_.log("no answer from the device, asking again");
+    if (attempt + 1 < tries) {
+      console_.log(bad ? "bad CRC on the answer of command " + std::to_string(code) + ", asking again"
+                       : "no answer from the device, asking again");
+    }
   }
   return nullptr;
 }

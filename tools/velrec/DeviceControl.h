@@ -55,9 +55,9 @@ class DeviceControl {
   DeviceControl(ControlLink& link, Console& console, Capture* capture);
 
   /// Sends `cmd` and waits for the response of the same code, sending again after a silent
-  /// `timeout` (a response with a bad CRC is dropped by the parser); null after `tries`.
+  /// `timeout` or at once when the response's CRC is wrong; null after `tries`.
   std::shared_ptr<VelControlMessage> request(std::shared_ptr<VelControlMsgPayload> cmd,
-                                             int tries = 3,
+                                             int tries = 6,
                                              std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
 
   /// Enquires and prints the identity; returns the device model filled from it, or null

@@ -70,8 +70,7 @@ std::size_t TcpLink::receive(uint8* buf, std::size_t max, std::chrono::milliseco
 
 StreamConn::StreamConn(asio::io_context& io, std::string host, uint16 port, Channel ch,
                        Session& session, Console& console)
-    : io_(io), host_(std::move(host)), port_(port), ch_(ch), session_(session), console_(console),
-      retry_(io) {}
+    : io_(io), host_(std::move(host)), port_(port), ch_(ch), session_(session), console_(console) {}
 
 void StreamConn::connect() {
   if (stopped_) return;
@@ -81,19 +80,19 @@ void StreamConn::connect() {
   tcp::resolver resolver(io_);
   const auto endpoints = resolver.resolve(host_, std::to_string(port_), ec);
   if (ec) {
-    lost(ec.message());
+    lose(ec.message());
     return;
   }
   asio::async_connect(*sock, endpoints, [this, sock](const asio::error_code& e, const tcp::endpoint&) {
     if (sock != socket_ || stopped_) return;
     if (e) {
-      lost(e.message());
+      lose(e.message());
       return;
     }
     asio::error_code wec;
     asio::write(*sock, asio::buffer(kStartMessage), wec);
     if (wec) {
-      lost(wec.message());
+      lose(wec.message());
       return;
     }
     read();
@@ -106,30 +105,26 @@ void StreamConn::read() {
     if (sock != socket_ || stopped_) return;
     if (n > 0) session_.receive(ch_, buf_.data(), n);
     if (e) {
-      lost(e == asio::error::eof ? "closed by the device" : e.message());
+      lose(e == asio::error::eof ? "closed by the device" : e.message());
       return;
     }
     read();
   });
 }
 
-void StreamConn::lost(const std::string& why) {
+void StreamConn::lose(const std::string& why) {
   asio::error_code ec;
   if (socket_) socket_->close(ec);
   socket_.reset();
+  if (lost_ || stopped_) return;
+  lost_ = true;
   session_.connectionLost(ch_);
   console_.log(std::string(channelName(ch_)) + " connection to " + host_ + ":" + std::to_string(port_) +
-               " lost (" + why + "); retrying in " + std::to_string(backoff_.count()) + " s");
-  retry_.expires_after(backoff_);
-  backoff_ = std::min(backoff_ * 2, std::chrono::seconds(30));
-  retry_.async_wait([this](const asio::error_code& e) {
-    if (!e) connect();
-  });
+               " lost (" + why + ")");
 }
 
 void StreamConn::stop() {
   stopped_ = true;
-  retry_.cancel();
   asio::error_code ec;
   if (socket_) socket_->close(ec);
   socket_.reset();

@@ -31,8 +31,9 @@ class TcpLink : public ControlLink {
   asio::ip::tcp::socket socket_;
 };
 
-/// One stream port: connects, sends the start message, hands every received byte to the
-/// session, and after a lost or refused connection tries again after 1, 2, 4 ... 30 s.
+/// One stream port: connects, sends the start message and hands every received byte to the
+/// session. A lost or refused connection is reported once and not tried again here: the
+/// recorder starts the whole device connection over (see `lost`).
 class StreamConn {
  public:
   /// The port `port` of `host` carrying `ch`; nothing happens before `start`.
@@ -40,15 +41,15 @@ class StreamConn {
              Console& console);
   /// Starts connecting.
   void start() { connect(); }
-  /// Closes the connection and stops trying.
+  /// Closes the connection.
   void stop();
-  /// The device accepted the start message (the back-off starts over).
-  void started() { backoff_ = std::chrono::seconds(1); }
+  /// True once the connection has been lost (or could not be made).
+  bool lost() const { return lost_; }
 
  private:
   void connect();
   void read();
-  void lost(const std::string& why);
+  void lose(const std::string& why);
 
   asio::io_context& io_;
   std::string host_;
@@ -57,9 +58,8 @@ class StreamConn {
   Session& session_;
   Console& console_;
   std::shared_ptr<asio::ip::tcp::socket> socket_;
-  asio::steady_timer retry_;
-  std::chrono::seconds backoff_{1};
   bool stopped_ = false;
+  bool lost_ = false;
   std::array<uint8, 64 * 1024> buf_{};
 };
 

@@ -6,6 +6,7 @@
 #include <veliface/stream/VelStreamNotifyPayload.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <fstream>
@@ -84,7 +85,17 @@ void Session::decode(Channel ch, Port& port, const uint8* data, std::size_t n) {
     const std::size_t put = port.ring.write(data, n);
     data += put;
     n -= put;
-    while (auto msg = port.parser.pump(port.ring)) {
+    for (;;) {
+      if (port.atFrame) skipNoise(port);
+      const std::size_t before = port.ring.bytesAvailable();
+      const auto msg = port.parser.pump(port.ring);
+      if (!msg) {
+        // Bytes taken without a message: the parser holds a frame header and waits for its
+        // payload.
+        if (port.ring.bytesAvailable() != before) port.atFrame = false;
+        break;
+      }
+      port.atFrame = true;
       take(ch, *msg);
       // Past the limit nothing more is recorded, so that a recording of N seconds holds
       // exactly N seconds of samples.
@@ -98,6 +109,26 @@ void Session::decode(Channel ch, Port& port, const uint8* data, std::size_t n) {
   }
 }
 
+void Session::skipNoise(Port& port) {
+  // Line noise between frames never holds the marker. The parser's own search for the next
+  // frame gives up the two bytes in hand when a read ends inside it, and one of them can be
+  // the next frame's code: every such loss would count as a dropped frame. So the noise is
+  // skipped here, up to the byte before the first marker, and a run with no marker yet keeps
+  // its last byte (it may be a code). Noise longer than the window is the parser's business.
+  constexpr std::size_t kWindow = 64;
+  constexpr uint8 kMarker = 0x2A;
+  uint8 head[kWindow];
+  const std::size_t n = port.ring.peek(head, kWindow);
+  if (n < 2 || head[1] == kMarker) return;
+  const uint8* marker = std::find(head, head + n, kMarker);
+  if (marker == head) return;  // not noise of ours: leave it to the parser
+  if (marker != head + n) {
+    port.ring.skip(static_cast<std::size_t>(marker - head) - 1);
+  } else if (n < kWindow) {
+    port.ring.skip(n - 1);
+  }
+}
+
 void Session::take(Channel ch, const VelStreamMessage& msg) {
   const auto& payload = msg.payload();
   if (const auto* note = dynamic_cast<const VelStreamNotifyPayload*>(payload.get())) {
@@ -105,28 +136,86 @@ void Session::take(Channel ch, const VelStreamMessage& msg) {
     return;
   }
   if (ch == Channel::Waveform) {
+    // Stream time follows the sample numbers, so that frames that never came still count and
+    // a recording of N seconds ends after N seconds of the stream, with or without losses.
     if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
       if (const auto wav = hdr->streamSetupChunk().wavSetup()) counters_.sampleRate = wav->sampleRate();
+      if (const auto key = hdr->eventKey()) {
+        uint64 upto = key->seqNum();
+        if (config_.duration > 0) upto = std::min(upto, std::max(limitSamples(), positionBase_) - positionBase_);
+        countGap(upto);
+        position_ = std::max(position_, key->seqNum());
+      }
+      counters_.streamPosition = positionBase_ + position_;
+      if (limitReached()) return;  // the header of the second after the end opens no file
     } else if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
-      if (const auto chunk = d->data()) counters_.waveSamples += chunk->numSamples();
+      if (const auto chunk = d->data()) {
+        counters_.waveSamples += chunk->numSamples();
+        // The chunk carries the low 32 bits of the sample number.
+        const uint64 low = position_ & 0xFFFFFFFFull;
+        uint64 first = (position_ - low) + chunk->sampleNum();
+        if (first + (1ull << 31) < position_) first += 1ull << 32;
+        countGap(first);
+        frameSize_ = std::max<uint64>(frameSize_, chunk->numSamples());
+        expectKnown_ = true;
+        position_ = std::max(position_, first + chunk->numSamples());
+        counters_.streamPosition = positionBase_ + position_;
+      }
     }
     wav_.take(msg);
   } else {
+    if (specDone_) return;
+    if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+      const auto fft = hdr->streamSetupChunk().fftSetup();
+      const auto key = hdr->eventKey();
+      if (fft) specRate_ = fft->sampleRate();
+      if (key && specRate_ > 0) {
+        specTime_ = static_cast<double>(key->seqNum()) / specRate_;
+        if (config_.duration > 0 && specBase_ + specTime_ >= config_.duration) {
+          specDone_ = true;  // as for the waveform, the header after the end opens no file
+          return;
+        }
+      }
+    }
+    if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
+      const auto key = d->eventKey();
+      if (key && specRate_ > 0) specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
+    }
     spec_.take(msg);
   }
 }
 
+void Session::countGap(uint64 upto) {
+  // A device cuts its data frames at whole seconds and sends them `frameSize_` samples long
+  // otherwise, and event headers are never lost; so a gap within one second is
+  // ceil(gap / frame size) frames. Headers split gaps at the seconds, and the header after
+  // the last frame counts a loss at the very end.
+  if (!expectKnown_ || frameSize_ == 0 || upto <= position_) return;
+  counters_.lostFrames += (upto - position_ + frameSize_ - 1) / frameSize_;
+}
+
+uint64 Session::limitSamples() const {
+  return static_cast<uint64>(std::llround(config_.duration * counters_.sampleRate));
+}
+
 bool Session::limitReached() const {
   if (config_.duration <= 0 || counters_.sampleRate == 0) return false;
-  return counters_.waveSamples >= static_cast<uint64>(std::llround(config_.duration * counters_.sampleRate));
+  return counters_.streamPosition >= limitSamples();
 }
 
 void Session::connectionLost(Channel ch) {
   if (ch == Channel::Waveform) {
     wav_.finish();
+    wav_.streamRestarted();
+    // The next connection's stream counts its samples from 0 again.
+    positionBase_ += position_;
+    position_ = 0;
+    expectKnown_ = false;
     wavePort_ = std::make_unique<Port>(VEL_STREAM_WAVEFORM);
   } else if (ch == Channel::Spectrum) {
     spec_.finish();
+    specBase_ += specTime_;
+    specTime_ = 0;
     specPort_ = std::make_unique<Port>(VEL_STREAM_SPECTRUM);
   }
 }

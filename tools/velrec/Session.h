@@ -69,6 +69,9 @@ struct Counters {
   uint64 sequenceLosses = 0;  ///< event headers not one second after the one before
   uint64 missedSamples = 0;   ///< samples missing between data frames
   uint64 waveSamples = 0;     ///< sample frames received on the waveform channel
+  uint64 streamPosition = 0;  ///< waveform stream time in samples, gaps included, over all connections
+  uint64 lostFrames = 0;      ///< waveform data frames that never arrived (from sample-number gaps)
+  uint64 reconnects = 0;      ///< stream connections lost and started again
   uint32 sampleRate = 0;      ///< waveform sample rate of the last event header
 };
 
@@ -99,6 +102,8 @@ class Session {
   void connectionLost(Channel ch);
   /// Finishes every open file.
   void finish();
+  /// Counts a reconnection to the device.
+  void noteReconnect() { ++counters_.reconnects; }
   /// Sets who hears of stream notifications.
   void setNotifySink(NotifySink sink) { notify_ = std::move(sink); }
 
@@ -108,8 +113,11 @@ class Session {
   const std::vector<FileRecord>& files() const { return files_; }
   /// FNV-1a 64 over the sample bytes of the closed WAV files, read back from the files.
   uint64 checksum() const { return checksum_; }
-  /// True once the duration's worth of waveform samples has been received.
+  /// True once the waveform stream has run for the duration (dropped frames count as time).
   bool limitReached() const;
+  /// True once the spectrum stream has run for the duration too (its header of the second
+  /// after the end has come).
+  bool spectrumDone() const { return specDone_; }
   /// The first error that stops the recording (a writer error or an unreadable file), or "".
   const std::string& failure() const { return failure_; }
 
@@ -134,9 +142,13 @@ class Session {
     explicit Port(VelStreamType type) : parser(type), ring(1 << 20) {}
     VelStreamProcessor parser;
     CircularByteBuffer ring;
+    bool atFrame = true;  // the parser waits for the start of a frame
   };
 
   void decode(Channel ch, Port& port, const uint8* data, std::size_t n);
+  static void skipNoise(Port& port);
+  uint64 limitSamples() const;
+  void countGap(uint64 upto);
   void take(Channel ch, const VelStreamMessage& msg);
   void closedWav(const std::filesystem::path& path, uint64 bytes);
   void fail(const std::string& text);
@@ -153,6 +165,14 @@ class Session {
   std::vector<FileRecord> files_;
   uint64 checksum_ = kFnvOffset;
   uint64 specLinesAtOpen_ = 0;
+  uint64 positionBase_ = 0;  // stream time of the connections before this one
+  uint64 position_ = 0;      // stream time on this connection (samples)
+  bool expectKnown_ = false; // position_ is where the next data frame starts
+  double specBase_ = 0;      // spectrum stream time of the connections before this one (s)
+  double specTime_ = 0;      // spectrum stream time on this connection (s)
+  bool specDone_ = false;
+  uint32 specRate_ = 0;      // FFT sample rate of the last spectrum header
+  uint64 frameSize_ = 0;     // the largest data frame seen (samples)
   std::string failure_;
   NotifySink notify_;
 };

@@ -25,6 +25,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <thread>
 
 namespace {
@@ -94,9 +95,8 @@ bool keepGoing(const Session& s) { return !g_stop && s.failure().empty() && !s.l
 std::shared_ptr<MavDevice> prepare(DeviceControl& ctl, const Options& o, Console& console, int& exitCode) {
   auto device = ctl.enquire();
   if (!device) {
-    console.log("error: the device does not answer the enquiry");
-    exitCode = 1;
-    return nullptr;
+    console.log("the device does not answer the enquiry");
+    return nullptr;  // exitCode stays 0: nobody there yet, which a caller may try again
   }
   if (!o.settings.empty()) {
     std::string error;
@@ -119,16 +119,9 @@ SessionConfig sessionConfig(const Options& o) {
   return c;
 }
 
-void reportNotifications(Session& session, Console& console, StreamConn* wave = nullptr,
-                         StreamConn* spec = nullptr) {
-  session.setNotifySink([&console, wave, spec](Channel ch, uint32 code, const std::string& text) {
-    if (code == 0) {
-      console.log(std::string(channelName(ch)) + " stream started");
-      StreamConn* conn = ch == Channel::Waveform ? wave : spec;
-      if (conn) conn->started();
-    } else {
-      console.log(std::string(channelName(ch)) + " stream: " + text);
-    }
+void reportNotifications(Session& session, Console& console) {
+  session.setNotifySink([&console](Channel ch, uint32 code, const std::string& text) {
+    console.log(std::string(channelName(ch)) + (code == 0 ? " stream started" : " stream: " + text));
   });
 }
 
@@ -141,7 +134,7 @@ int runInProcess(const Options& o, Console& console, Capture* capture, std::uniq
   DeviceControl ctl(link, console, capture);
   int exitCode = 0;
   const auto device = prepare(ctl, o, console, exitCode);
-  if (!device) return exitCode;
+  if (!device) return exitCode ? exitCode : 1;
   session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
   reportNotifications(*session, console);
 
@@ -190,38 +183,97 @@ int runInProcess(const Options& o, Console& console, Capture* capture, std::uniq
   return 0;
 }
 
+// Sleeps `d`, or less when a signal asks to stop.
+void pause(std::chrono::milliseconds d) {
+  for (auto until = Clock::now() + d; Clock::now() < until && !g_stop;)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+// A device over TCP. One round connects the control channel, enquires, sends the job, sets
+// the clock and opens both stream ports; when any of these connections is lost the round
+// ends, the open files are finished, and after a back-off (0.5 s doubling to 8 s, back to
+// 0.5 s once a round streams) a new round records on into new files.
 int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
   asio::io_context io;
-  TcpLink link(io);
-  std::string error;
-  for (std::chrono::seconds backoff(1); !link.connect(o.device, o.controlPort, std::chrono::seconds(5), error);
-       backoff = std::min(backoff * 2, std::chrono::seconds(30))) {
-    console.log("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" +
-                error + "); retrying in " + std::to_string(backoff.count()) + " s");
-    for (auto until = Clock::now() + backoff; Clock::now() < until && !g_stop;)
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    if (g_stop) return 1;
+  const std::chrono::milliseconds firstBackoff(500), maxBackoff(8000);
+  std::chrono::milliseconds backoff = firstBackoff;
+  int attempt = 0;
+  const auto retry = [&](const std::string& why) {
+    ++attempt;
+    console.log(why + "; reconnecting in " + fmt(1, static_cast<double>(backoff.count()) / 1000.0) +
+                " s (attempt " + std::to_string(attempt) + ")");
+    pause(backoff);
+    backoff = std::min(backoff * 2, maxBackoff);
+  };
+  while (!g_stop) {
+    TcpLink link(io);
+    std::string error;
+    if (!link.connect(o.device, o.controlPort, std::chrono::seconds(5), error)) {
+      retry("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")");
+      continue;
+    }
+    DeviceControl ctl(link, console, capture);
+    int exitCode = 0;
+    const auto device = prepare(ctl, o, console, exitCode);
+    if (exitCode) return exitCode;  // the job was refused: trying again changes nothing
+    if (!device) {
+      retry("no answer on the control port");
+      continue;
+    }
+    if (!session) {
+      session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
+    } else {
+      session->noteReconnect();
+      console.log("reconnected to " + o.device + "; recording on into new files");
+    }
+    StreamConn wave(io, o.device, o.waveformPort, Channel::Waveform, *session, console);
+    StreamConn spec(io, o.device, o.spectrumPort, Channel::Spectrum, *session, console);
+    bool streaming = false;
+    session->setNotifySink([&](Channel ch, uint32 code, const std::string& text) {
+      if (code == 0) {
+        console.log(std::string(channelName(ch)) + " stream started");
+        streaming = true;
+      } else {
+        console.log(std::string(channelName(ch)) + " stream: " + text);
+      }
+    });
+    wave.start();
+    spec.start();
+    Status status(console, *session);
+    io.restart();
+    // The spectrum stream may lag behind the waveform: once the waveform is complete it gets
+    // a few seconds to reach the end as well.
+    std::optional<Clock::time_point> waveDone;
+    bool complete = false;
+    while (!g_stop && session->failure().empty()) {
+      if (session->limitReached()) {
+        // A device that stops its waveform stream at the end is no lost connection.
+        if (!waveDone) waveDone = Clock::now();
+        if (session->spectrumDone() || spec.lost() || Clock::now() - *waveDone > std::chrono::seconds(5)) {
+          complete = true;
+          break;
+        }
+      } else if (wave.lost() || spec.lost()) {
+        break;
+      }
+      io.run_for(std::chrono::milliseconds(100));
+      status.tick();
+    }
+    const bool lost = wave.lost() || spec.lost();
+    wave.stop();
+    spec.stop();
+    io.restart();
+    io.poll();
+    session->setNotifySink({});
+    if (complete || g_stop || !session->failure().empty()) break;
+    if (lost) {
+      // Both ports start over together, so finish the files of the one still running too.
+      session->connectionLost(Channel::Waveform);
+      session->connectionLost(Channel::Spectrum);
+      if (streaming) backoff = firstBackoff, attempt = 0;
+      retry("connection to the device lost");
+    }
   }
-  DeviceControl ctl(link, console, capture);
-  int exitCode = 0;
-  const auto device = prepare(ctl, o, console, exitCode);
-  if (!device) return exitCode;
-  session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
-  StreamConn wave(io, o.device, o.waveformPort, Channel::Waveform, *session, console);
-  StreamConn spec(io, o.device, o.spectrumPort, Channel::Spectrum, *session, console);
-  reportNotifications(*session, console, &wave, &spec);
-  wave.start();
-  spec.start();
-  Status status(console, *session);
-  io.restart();
-  while (keepGoing(*session)) {
-    io.run_for(std::chrono::milliseconds(100));
-    status.tick();
-  }
-  wave.stop();
-  spec.stop();
-  io.restart();
-  io.poll();
   return 0;
 }
 
@@ -264,6 +316,8 @@ void summary(Console& console, const Session& s) {
   console.out("spectrum lines=" + std::to_string(lines) + " files=" + std::to_string(specFiles));
   console.out("sequence losses=" + std::to_string(s.counters().sequenceLosses) +
               " missed samples=" + std::to_string(s.counters().missedSamples));
+  console.out("lost frames=" + std::to_string(s.counters().lostFrames) +
+              " reconnects=" + std::to_string(s.counters().reconnects));
 }
 
 }  // namespace

@@ -6,18 +6,15 @@
 #include <veliface/files/MavWavFormat.h>
 #include <veliface/files/MavWavHeader.h>
 
+#include <ProcessRunner.h>
 #include <gtest/gtest.h>
 
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,91 +22,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A program as a child process whose standard output we read line by line.
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& args) {
-    int fds[2];
-    if (pipe(fds) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(fds[1], 1);
-      close(fds[0]);
-      close(fds[1]);
-      std::vector<char*> argv;
-      for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-      argv.push_back(nullptr);
-      execv(argv[0], argv.data());
-      _exit(127);
-    }
-    close(fds[1]);
-    out_ = fds[0];
-  }
-  ~Child() {
-    if (pid_ > 0 && !reaped_) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    if (out_ >= 0) close(out_);
-  }
-  // The next line, or "" after `ms` milliseconds without one or at the end.
-  std::string line(int ms = 30000) {
-    for (;;) {
-      const auto nl = buf_.find('\n');
-      if (nl != std::string::npos) {
-        std::string l = buf_.substr(0, nl);
-        buf_.erase(0, nl + 1);
-        return l;
-      }
-      pollfd p{out_, POLLIN, 0};
-      if (poll(&p, 1, ms) <= 0) return "";
-      char tmp[4096];
-      const ssize_t n = read(out_, tmp, sizeof tmp);
-      if (n <= 0) return "";
-      buf_.append(tmp, static_cast<std::size_t>(n));
-    }
-  }
-  // Every remaining line of output.
-  std::vector<std::string> rest() {
-    std::vector<std::string> all;
-    for (std::string l = line(); !l.empty(); l = line()) all.push_back(l);
-    return all;
-  }
-  // Lines until one starts with `prefix` (returned) or the output ends ("").
-  std::string until(const std::string& prefix) {
-    for (std::string l = line(); !l.empty(); l = line())
-      if (l.rfind(prefix, 0) == 0) return l;
-    return "";
-  }
-  int wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    reaped_ = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t pid_ = -1;
-  int out_ = -1;
-  bool reaped_ = false;
-  std::string buf_;
-};
-
-// "key=value" fields of a summary line.
-std::map<std::string, std::string> fields(const std::string& line) {
-  std::map<std::string, std::string> f;
-  std::istringstream in(line);
-  for (std::string w; in >> w;) {
-    const auto eq = w.find('=');
-    if (eq != std::string::npos) f[w.substr(0, eq)] = w.substr(eq + 1);
-  }
-  return f;
-}
+using testsupport::ChildProcess;
+using testsupport::fields;
+using Child = ChildProcess;
 
 std::string find(const std::vector<std::string>& lines, const std::string& prefix) {
-  for (const auto& l : lines)
-    if (l.rfind(prefix, 0) == 0) return l;
-  return "";
+  return testsupport::findLine(lines, prefix);
 }
 
 fs::path freshDir(const std::string& name) {
@@ -164,7 +82,7 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     EXPECT_EQ(std::stoull(f.at("samples")), frames) << path;
     r.frames += frames;
   }
-  auto total = fields(find(lines, "velrec: waveform "));
+  auto total = fields(find(lines, "velrec: waveform samples="));
   r.checksum = total["checksum"];
   EXPECT_EQ(std::to_string(r.frames), total["samples"]);
   EXPECT_EQ(std::to_string(r.wavFiles), total["files"]);
@@ -191,7 +109,7 @@ TEST(Velrec, RecordsTheSimulatedDeviceInProcessAndMatchesItsChecksum) {
   auto sim = fields(find(lines, "velrec: simulator: waveform "));
   EXPECT_EQ(sim["samples"], "144000");
   // Every spectrum sent is one data line.
-  EXPECT_EQ(fields(find(lines, "velrec: spectrum "))["lines"],
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"],
             fields(find(lines, "velrec: simulator: spectrum "))["spectra"]);
   ASSERT_FALSE(r.checksum.empty());
   EXPECT_EQ(r.checksum, sim["checksum"]);
@@ -233,22 +151,91 @@ TEST(Velrec, RefusesABadSettingAndAnUnusableOutputPath) {
   fs::remove_all(out);
 }
 
-TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
-  Child velsim({program("VELSIM"), "--fast", "--duration", "3", "--seed", "5", "--control-port", "0",
-                "--waveform-port", "0", "--spectrum-port", "0", "--discovery-port", "0"});
-  std::map<std::string, std::string> ports;
-  for (const char* name : {"control", "waveform", "spectrum"}) {
-    const std::string l = velsim.until(std::string("velsim: ") + name + " port ");
-    ASSERT_FALSE(l.empty()) << name;
-    ports[name] = l.substr(l.rfind(' ') + 1);
+// velsim on ports picked at run time, as a child; the ports it reports.
+struct Velsim {
+  explicit Velsim(std::vector<std::string> extra) : child(args(std::move(extra))) {
+    for (const char* name : {"control", "waveform", "spectrum"}) {
+      const std::string l = child.until(std::string("velsim: ") + name + " port ");
+      if (!l.empty()) ports[name] = l.substr(l.rfind(' ') + 1);
+    }
   }
+  static std::vector<std::string> args(std::vector<std::string> extra) {
+    std::vector<std::string> a{program("VELSIM"), "--control-port", "0", "--waveform-port", "0",
+                               "--spectrum-port", "0", "--discovery-port", "0"};
+    a.insert(a.end(), extra.begin(), extra.end());
+    return a;
+  }
+  // velrec --device on these ports with `extra` options; standard error comes along.
+  std::vector<std::string> velrec(const fs::path& out, std::vector<std::string> extra) {
+    std::vector<std::string> a{program("VELREC"), "--device", "127.0.0.1", "--out", out.string(),
+                               "--control-port", ports["control"], "--waveform-port", ports["waveform"],
+                               "--spectrum-port", ports["spectrum"]};
+    a.insert(a.end(), extra.begin(), extra.end());
+    return a;
+  }
+  // The fields of velsim's summary lines of both streams, in whichever order they come.
+  std::map<std::string, std::string> summary(const std::string& stream) {
+    while (summaries.count(stream) == 0) {
+      const std::string l = child.line();
+      if (l.empty()) break;
+      for (const char* name : {"waveform", "spectrum"})
+        if (l.rfind(std::string("velsim: ") + name + " samples=", 0) == 0) summaries[name] = fields(l);
+    }
+    return summaries[stream];
+  }
+  Child child;
+  std::map<std::string, std::string> ports;
+  std::map<std::string, std::map<std::string, std::string>> summaries;
+};
+
+// Data lines of a spectrum file: those after the column titles and the bin frequencies.
+uint64_t spectrumLines(const fs::path& path) {
+  std::ifstream in(path);
+  uint64_t n = 0;
+  int stage = 0;  // 0: header block, 1: frequency line next, 2: data
+  for (std::string l; std::getline(in, l);) {
+    if (stage == 2 && !l.empty()) ++n;
+    if (stage == 1) stage = 2;
+    if (stage == 0 && l.rfind("Time\tComment", 0) == 0) stage = 1;
+  }
+  return n;
+}
+
+// Every file of `dir` read back by the independent readers: veldump checks each WAV file
+// (exit 0), Python's wave module opens it, and the spectrum files hold `spectra` data lines.
+void readBack(const fs::path& dir, const std::string& spectra) {
+  uint64_t lines = 0;
+  int wavs = 0;
+  for (const auto& e : fs::directory_iterator(dir)) {
+    const std::string f = e.path().string();
+    if (e.path().extension() == ".txt") {
+      lines += spectrumLines(e.path());
+      continue;
+    }
+    ++wavs;
+    Child dump({program("VELDUMP"), "wav", f});
+    dump.rest();
+    EXPECT_EQ(dump.wait(), 0) << f;
+    Child py({"/usr/bin/env", "python3", "-c", "import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes())", f});
+    EXPECT_FALSE(py.line().empty()) << f;
+    EXPECT_EQ(py.wait(), 0) << f;
+  }
+  EXPECT_GT(wavs, 0);
+  EXPECT_EQ(std::to_string(lines), spectra);
+}
+
+TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
+  // Big-endian samples on the wire: the files hold them little-endian, and both checksums
+  // are over the file order, so they still agree.
+  Velsim sim({"--fast", "--duration", "3", "--seed", "5"});
+  ASSERT_EQ(sim.ports.size(), 3u);
   const fs::path out = freshDir("net");
-  Child rec({program("VELREC"), "--device", "127.0.0.1", "--fast", "--duration", "3", "--period", "1", "--out",
-             out.string(), "--control-port", ports["control"], "--waveform-port", ports["waveform"],
-             "--spectrum-port", ports["spectrum"], "--set", "WAVE_SAMPLE_RATE=64000"});
+  Child rec(sim.velrec(out, {"--fast", "--duration", "3", "--period", "1", "--set", "WAVE_SAMPLE_RATE=64000",
+                             "--set", "WAVE_ENDIAN=0"}));
   const auto lines = rec.rest();
   ASSERT_EQ(rec.wait(), 0);
-  auto sent = fields(velsim.until("velsim: waveform samples="));
+  auto sent = sim.summary("waveform");
+  auto spectra = sim.summary("spectrum");
 
   const Recorded r = checkFiles(lines, 64000);
   EXPECT_EQ(r.frames, 192000u);
@@ -256,6 +243,57 @@ TEST(Velrec, RecordsVelsimOverLoopbackAndMatchesItsChecksum) {
   EXPECT_EQ(sent["samples"], "192000");
   EXPECT_EQ(r.checksum, sent["checksum"]);
   EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_SAMPLE_RATE=64000"), "");
+  EXPECT_NE(find(lines, "velrec: job accepted: $WAVE_ENDIAN=0"), "");
+  EXPECT_EQ(find(lines, "velrec: lost frames="), "velrec: lost frames=0 reconnects=0");
+  ASSERT_FALSE(spectra["spectra"].empty());
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"], spectra["spectra"]);
+  readBack(out, spectra["spectra"]);
+  fs::remove_all(out);
+}
+
+TEST(Velrec, KeepsRecordingThroughInjectedFaultsAndCountsEveryDroppedFrame) {
+  Velsim sim({"--fast", "--duration", "3", "--seed", "8", "--bad-crc", "0.5", "--drop-frames", "0.05",
+              "--garbage", "0.3", "--split-writes", "--samples-per-frame", "500"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("faults");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "3", "--period", "1"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  auto sent = sim.summary("waveform");
+  auto spectra = sim.summary("spectrum");
+
+  ASSERT_NE(sent["dropped"], "0");  // the run must actually lose frames
+  EXPECT_EQ(fields(find(lines, "velrec: lost frames="))["frames"], sent["dropped"]);
+  EXPECT_NE(find(lines, "velrec: bad CRC on the answer of command"), "");
+  const Recorded r = checkFiles(lines, 48000);
+  EXPECT_EQ(std::to_string(r.frames), sent["samples"]);
+  EXPECT_EQ(r.checksum, sent["checksum"]);
+  EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"], spectra["spectra"]);
+  readBack(out, spectra["spectra"]);
+  fs::remove_all(out);
+}
+
+TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
+  // Every connection of velsim drops after 1.5 s of stream, the control channel with it.
+  Velsim sim({"--fast", "--duration", "30", "--disconnect-after", "1.5", "--seed", "4"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("reconnect");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "4", "--period", "1"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+
+  EXPECT_NE(find(lines, "velrec: connection to the device lost; reconnecting in 0.5 s (attempt 1)"), "");
+  EXPECT_NE(find(lines, "velrec: reconnected to 127.0.0.1; recording on into new files"), "");
+  auto counts = fields(find(lines, "velrec: lost frames="));
+  EXPECT_EQ(counts["frames"], "0");
+  EXPECT_GE(std::stoi(counts["reconnects"]), 2);
+  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0");
+  // Four seconds of stream over three connections, every sample in a valid file; the frame
+  // that crosses the end is kept whole.
+  const Recorded r = checkFiles(lines, 48000);
+  EXPECT_GE(r.frames, 192000u);
+  EXPECT_LT(r.frames, 192000u + 1024u);
+  readBack(out, fields(find(lines, "velrec: spectrum lines="))["lines"]);
   fs::remove_all(out);
 }
 

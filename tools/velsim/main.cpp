@@ -147,6 +147,22 @@ class Server {
     }
   }
 
+  // The disconnect fault takes the control connection down with the stream, as when a
+  // device loses its network link.
+  void dropControl() {
+    if (!controlClient_) return;
+    asio::error_code ec;
+    controlClient_->shutdown(tcp::socket::shutdown_both, ec);
+    controlClient_->close(ec);
+    controlClient_.reset();
+    say("control client dropped: disconnect fault");
+  }
+
+  // In fast mode streams run ahead of the wall clock; a new connection starts after the
+  // seconds the last one used, so that device time never repeats a second.
+  int64 streamStart(int64 deviceNow) const { return std::max(deviceNow, nextFastSecond_); }
+  void streamUsedUpTo(int64 second) { nextFastSecond_ = std::max(nextFastSecond_, second + 1); }
+
   const Options& opts() const { return opts_; }
   velsim::SimDevice& device() { return device_; }
 
@@ -171,8 +187,10 @@ class Server {
   void readControl(std::shared_ptr<tcp::socket> s) {
     s->async_read_some(asio::buffer(controlBuf_), [this, s](const asio::error_code& ec, std::size_t n) {
       if (ec) {
-        say("control client disconnected");
-        controlClient_.reset();
+        if (controlClient_ == s) {
+          say("control client disconnected");
+          controlClient_.reset();
+        }
         return;
       }
       const Bytes reply = device_.handleControl(controlBuf_.data(), n);
@@ -213,6 +231,7 @@ class Server {
   // Splits control writes only; the device applies the other control faults itself.
   velsim::FaultInjector controlSplit_{faultsOf(opts_, 7)};
   bool completedOnce_ = false;
+  int64 nextFastSecond_ = 0;
 };
 
 void StreamPort::accept() {
@@ -254,7 +273,8 @@ void StreamPort::begin(std::shared_ptr<tcp::socket> sock) {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   const uint32 nanos =
       o.fast ? 0 : static_cast<uint32>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count() % 1000000000);
-  velsim::StreamSetup setup = dev.streamSetup(kind_, dev.deviceTime(), nanos);
+  velsim::StreamSetup setup =
+      dev.streamSetup(kind_, o.fast ? server_.streamStart(dev.deviceTime()) : dev.deviceTime(), nanos);
   setup.samplesPerFrame = o.samplesPerFrame;
   setup.faults = faultsOf(o, kind_ == velsim::StreamKind::Waveform ? 1 : 2);
   setup.faults.dataDropRate = o.dropFrames;
@@ -370,6 +390,7 @@ void StreamPort::finish(const char* why, bool sendStopped) {
   }
   say(std::string(name()) + " stream ended: " + why);
   say(stream_->summary());
+  server_.streamUsedUpTo(stream_->clock().secondOf(stream_->nextSample()));
   if (client_) {
     client_->shutdown(tcp::socket::shutdown_both, ec);
     client_->close(ec);
@@ -378,6 +399,7 @@ void StreamPort::finish(const char* why, bool sendStopped) {
   stream_.reset();
   timer_.cancel();
   writing_ = false;
+  if (std::string(why) == "disconnect fault") server_.dropControl();
   server_.streamEnded(std::string(why) == "duration reached");
 }
 

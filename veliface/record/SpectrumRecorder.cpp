@@ -71,7 +71,7 @@ void SpectrumRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   if (!text_.jobName().empty()) h->setJobName(text_.jobName());
   if (!text_.personnel().empty()) h->setPersonnel(text_.personnel());
   if (!text_.author().empty()) h->setAuthor(text_.author());
-  h->setFname(freshName(prefix_, h->startDt(), lastBase_, baseCount_));
+  h->setFname(freshName(dir_, ".txt", prefix_, h->startDt(), lastBase_, baseCount_));
   if (!hdr.streamStatusChunks().empty()) {
     // Tenths of a degree and of a percent on the wire.
     temperature_ = static_cast<float>(hdr.streamStatusChunks().front()->temperature()) / 10.0f;
@@ -94,7 +94,7 @@ void SpectrumRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
       writer_.finishFile();
       return true;
     });
-    header_->setFname(freshName(prefix_, header_->startDt(), lastBase_, baseCount_));
+    header_->setFname(freshName(dir_, ".txt", prefix_, header_->startDt(), lastBase_, baseCount_));
     tracked([&] { return writer_.feed(*header_); });
   }
 }

@@ -5,6 +5,7 @@
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace veliface::record {
@@ -90,12 +91,15 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   }
   info_.setTime(key->timeStamp());
   info_.setSeqNum(key->seqNum());
-  info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+  info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
 
   // Event headers come once a second and count samples, so they differ by the rate.
-  if (haveSeq_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
+  // The stream's first header comes whenever the stream starts, often mid-second, so the
+  // interval after it is short by design; only the intervals after it are whole seconds.
+  if (haveSeq_ && !firstInterval_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
     listener_->sequenceLoss(lastSeq_, key->seqNum());
   }
+  firstInterval_ = !haveSeq_;
   haveSeq_ = true;
   lastSeq_ = key->seqNum();
   haveHeader_ = true;
@@ -108,7 +112,7 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   if (wasOpen && writer_.isInitFile()) {
     // A new setup finished the file and took the setup record with it: open the next file
     // now, on this header, so that no block of this second is lost.
-    info_.setFilename(freshName(prefix_, key->timeStamp(), lastBase_, baseCount_));
+    info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
     feed(info_);
     feed(setup_);
   }
@@ -151,6 +155,15 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
     return;
   }
   if (writer_.isInitFile()) return;  // no file (an open failure was reported)
+  if (chunk->isBigEndian() && chunk->bytesPerSamp() > 1) {
+    const std::size_t width = chunk->bytesPerSamp();
+    const std::size_t n = block.dataSize() / width * width;
+    const uint8* from = chunk->data().get();
+    swapped_.resize(n);
+    for (std::size_t i = 0; i < n; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
+    block.setData(swapped_.data());
+    block.setBigEndian(false);
+  }
   if (feed(block)) {
     totalBytes_ += block.dataSize();
     if (listener_) listener_->bytesWritten(totalBytes_);
@@ -165,7 +178,7 @@ void WavRecorder::releaseHeld(bool force) {
       writer_.finishFile();
       return true;
     });
-    info_.setFilename(freshName(prefix_, info_.timestamp(), lastBase_, baseCount_));
+    info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
     feed(info_);
     feed(setup_);
   }
@@ -179,6 +192,12 @@ void WavRecorder::releaseHeld(bool force) {
     held_.clear();
     heldBytes_ = 0;
   }
+}
+
+void WavRecorder::streamRestarted() {
+  haveSeq_ = false;
+  firstInterval_ = false;
+  expectKnown_ = false;
 }
 
 void WavRecorder::finish() {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 class MavDevice;
 class VelStreamEventHeaderPayload;
@@ -21,6 +22,8 @@ namespace veliface::record {
 
 /// Drives a `MavWavWriter` from the event headers and data messages of one waveform port.
 ///
+/// WAV samples are little-endian: blocks that the stream sends big-endian are turned around
+/// before they reach the writer, so that the file holds the values the device sent.
 /// Files are named `<prefix>YYYYMMDD_HHMMSS.wav` after the first second they hold and roll
 /// over on whole multiples of the period on the clock. Finished files are closed at once, so
 /// the number of open files stays the same however long the recording runs. Crash safety is
@@ -40,6 +43,10 @@ class WavRecorder {
   void take(const VelStreamMessage& message);
   /// Finishes every open file properly (sizes patched, closed); recording may go on after.
   void finish();
+
+  /// A new stream begins (after a reconnection): its sequence and sample numbers start over,
+  /// so nothing is compared with the stream before.
+  void streamRestarted();
 
   /// Sets the creator text written into each file's metadata.
   void setCreator(const std::string& creator) { creator_ = creator; }
@@ -68,6 +75,7 @@ class WavRecorder {
   std::string lastBase_;  // name of the last file opened without a suffix
   int baseCount_ = 0;     // files opened under that name this second
   bool haveSeq_ = false;
+  bool firstInterval_ = false;  // the last header was the stream's first
   uint64 lastSeq_ = 0;
   uint32 expectedSample_ = 0;
   bool expectKnown_ = false;
@@ -76,6 +84,8 @@ class WavRecorder {
   // Blocks that arrive while the writer waits to finish a full file; they open the next one.
   std::deque<std::shared_ptr<const VelStreamDataChunk>> held_;
   uint64 heldBytes_ = 0;
+  // Little-endian copy of a big-endian block; reused, so that blocks cost no allocation.
+  std::vector<uint8> swapped_;
 };
 
 }  // namespace veliface::record

@@ -84,6 +84,74 @@ TEST(WavRecorder, ClockAlignedPeriodsReadBackWithTheBytesSent) {
             "16000 8000\n");
 }
 
+TEST(WavRecorder, BigEndianSamplesAreWrittenLittleEndian) {
+  TempDir tmp;
+  Events events;
+  {
+    WavRecorder rec(tmp.dir, "be", 60, nullptr, &events);
+    // 24-bit big-endian (format 3): 0x123456, -2, -8388608, 1, then the same again in a
+    // second block so that the reused conversion buffer is exercised twice.
+    const uint8 wire[] = {0x12, 0x34, 0x56, 0xFF, 0xFF, 0xFE, 0x80, 0x00, 0x00, 0x00, 0x00, 0x01};
+    rec.take(wavHeader(1000000000, 0, 8000, 3));
+    rec.take(dataMsg(1000000000, 0, wire, 4, 3, nullptr));
+    rec.take(dataMsg(1000000000, 4, wire, 4, 3, nullptr));
+    rec.finish();
+  }
+  {
+    // 16-bit big-endian: 0x0102, -32768, 32767, -1.
+    WavRecorder rec(tmp.dir, "be16_", 60, nullptr, &events);
+    const uint8 wire16[] = {0x01, 0x02, 0x80, 0x00, 0x7F, 0xFF, 0xFF, 0xFF};
+    rec.take(wavHeader(1000000000, 0, 8000, 2));
+    rec.take(dataMsg(1000000000, 0, wire16, 4, 2, nullptr));
+    rec.finish();
+  }
+  EXPECT_TRUE(events.errors.empty());
+  EXPECT_EQ(events.missed, 0u);
+  const auto files = wavFiles(tmp.dir);
+  ASSERT_EQ(files.size(), 2u);
+  const ReadBack r24 = readWav(files[1]);  // "be16_2001..." sorts before "be2001..."
+  ASSERT_TRUE(r24.header);
+  EXPECT_EQ(r24.header->fmt()->bitsPerSamp(), 24);
+  const uint8 file24[] = {0x56, 0x34, 0x12, 0xFE, 0xFF, 0xFF, 0x00, 0x00, 0x80, 0x01, 0x00, 0x00};
+  EXPECT_EQ(r24.samples, std::string(std::begin(file24), std::end(file24)) + std::string(std::begin(file24), std::end(file24)));
+  // The header reader wants more bytes after a data chunk this short; the tail says it all.
+  const std::string whole16 = readFile(files[0]);
+  ASSERT_GE(whole16.size(), 16u);
+  EXPECT_EQ(whole16.substr(whole16.size() - 16), std::string("data\x08\0\0\0\x02\x01\x00\x80\xFF\x7F\xFF\xFF", 16));
+
+  // An independent reader sees the values the stream sent.
+  if (!have("python3")) GTEST_SKIP() << "python3 missing";
+  EXPECT_EQ(run("python3 -c \"import wave,sys; w=wave.open(sys.argv[1]); d=w.readframes(8); "
+                "print([int.from_bytes(d[i:i+3],'little',signed=True) for i in range(0,len(d),3)])\" " +
+                files[1].string()),
+            "[1193046, -2, -8388608, 1, 1193046, -2, -8388608, 1]\n");
+}
+
+TEST(WavRecorder, SequenceLossesSkipTheShortFirstSecondOfAStream) {
+  TempDir tmp;
+  Events events;
+  std::vector<uint8> block(2000, 0x10);
+  WavRecorder rec(tmp.dir, "seq", 60, nullptr, &events);
+  // The stream starts a quarter second in: its first header is followed 6000 samples later
+  // by the next whole second, which is no loss.
+  rec.take(wavHeader(1000000000, 0, 8000));
+  rec.take(wavHeader(1000000001, 6000, 8000));
+  rec.take(wavHeader(1000000002, 14000, 8000));
+  EXPECT_TRUE(events.losses.empty());
+  // A header missing later is a loss, and a short interval later is one too.
+  rec.take(wavHeader(1000000004, 30000, 8000));
+  rec.take(wavHeader(1000000005, 36000, 8000));
+  EXPECT_EQ(events.losses, (std::vector<std::pair<uint64, uint64>>{{14000, 30000}, {30000, 36000}}));
+  // A new stream after a reconnection starts over at 0, again mid-second.
+  rec.streamRestarted();
+  rec.take(wavHeader(1000000009, 0, 8000));
+  rec.take(wavHeader(1000000010, 2000, 8000));
+  rec.take(dataMsg(1000000010, 2000, block.data(), 1000, 0x82, nullptr));
+  rec.take(wavHeader(1000000011, 10000, 8000));
+  EXPECT_EQ(events.losses.size(), 2u);
+  EXPECT_EQ(events.missed, 0u);
+}
+
 TEST(WavRecorder, StraddlingBlocksKeepOrderAndOpenFilesStayConstant) {
   TempDir tmp;
   Events events;
@@ -115,7 +183,7 @@ TEST(WavRecorder, FileCutBeforeFinishReadsUpToTheLastPatch) {
   WavRecorder rec(tmp.dir, "cut", 60, nullptr);
   stream.run(rec, 1);
   std::vector<uint8> half(1000, 0x11);
-  for (int i = 0; i < 4; ++i) rec.take(dataMsg(1000000001, 8000 + 500u * i, half.data(), 500, 2, nullptr));
+  for (int i = 0; i < 4; ++i) rec.take(dataMsg(1000000001, 8000 + 500u * i, half.data(), 500, 0x82, nullptr));
   // 1.25 s written; sizes were last patched at one second of audio.
   const fs::path copy = tmp.dir.parent_path() / (tmp.dir.filename().string() + "_copy.wav");
   fs::copy_file(wavFiles(tmp.dir).at(0), copy, fs::copy_options::overwrite_existing);

@@ -4,9 +4,15 @@
 
 namespace veliface::record {
 
-std::string freshName(const std::string& prefix, long long t, const std::string& lastBase, int count) {
+std::string freshName(const std::filesystem::path& dir, const char* ext, const std::string& prefix, long long t,
+                      const std::string& lastBase, int count) {
   const std::string base = VelUtil::dateTimeFname(prefix, t);
-  return base == lastBase ? base + "_" + std::to_string(count) : base;
+  std::string name = base == lastBase ? base + "_" + std::to_string(count) : base;
+  std::error_code ec;
+  for (int n = base == lastBase ? count + 1 : 1; std::filesystem::exists(dir / (name + ext), ec); ++n) {
+    name = base + "_" + std::to_string(n);
+  }
+  return name;
 }
 
 void noteOpened(const std::string& name, std::string& lastBase, int& count) {

@@ -3,13 +3,16 @@
 // with "_1", "_2", ... when another file must open within the same second (a setup change
 // right after a boundary), so that no file is ever replaced or continued by mistake.
 
+#include <filesystem>
 #include <string>
 
 namespace veliface::record {
 
 // The name a file opened now for time `t` gets; `lastBase` and `count` are what
-// `noteOpened` keeps.
-std::string freshName(const std::string& prefix, long long t, const std::string& lastBase, int count);
+// `noteOpened` keeps. A name whose file `<dir>/<name><ext>` exists already (a stream that
+// started over after a reconnection can repeat its seconds) is passed over for the next suffix.
+std::string freshName(const std::filesystem::path& dir, const char* ext, const std::string& prefix, long long t,
+                      const std::string& lastBase, int count);
 // Notes that a file of `name` was opened.
 void noteOpened(const std::string& name, std::string& lastBase, int& count);
 
