@@ -105,7 +105,7 @@ VelStreamMessage header(int32_t t, uint64 seq) {
   stWAVE_SETUP_CHUNK_V0 setup{};
   setup.type = 0x45;
   setup.sampleRate = kRate;
-  setup.sampleFormat = 2;  // 16-bit, big-endian
+  setup.sampleFormat = 0x82;  // 16-bit little-endian: the files hold the bytes as sent
   stAMPLITUDE_CHUNK_V0 scale{};
   scale.type = 0x47;
   scale.maxCount = 32767;
@@ -126,7 +126,7 @@ VelStreamMessage data(int32_t t, uint64 sample, std::uint64_t& sentHash) {
   auto chunk = std::make_shared<VelStreamDataChunkV0>();
   chunk->setSampleNum(static_cast<uint32>(sample));
   chunk->setNumChannels(1);
-  chunk->setSampleFormat(2);
+  chunk->setSampleFormat(0x82);
   chunk->setNumSamples(kRate);
   chunk->ResetI8(bytes, kSecondBytes);
   return VelStreamMessage(std::make_shared<VelStreamDataPayload>(key(t, sample), chunk));
