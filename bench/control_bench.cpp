@@ -85,7 +85,7 @@ void runControlPath(benchmark::State& state, const std::shared_ptr<VelControlMsg
   }
 
   velbench::PathTimes t;
-  int delivered = 0;
+  int64 delivered = 0;
   for (auto _ : state) {
     velbench::PathTimes::time(&t.ours, [&] {
       for (int i = 0; i < kBatch; ++i) {
@@ -103,7 +103,7 @@ void runControlPath(benchmark::State& state, const std::shared_ptr<VelControlMsg
     });
   }
   const double frames = static_cast<double>(state.iterations()) * kBatch;
-  if (delivered != static_cast<int>(frames)) state.SkipWithError("a frame was lost");
+  if (delivered != static_cast<int64>(frames)) state.SkipWithError("a frame was lost");
   velbench::setPathCounters(state, t.ours / frames * 1e9, t.anchor / frames * 1e9);
   state.counters["frame_bytes"] = static_cast<double>(frameLength);
 }
