@@ -67,17 +67,17 @@ class ByteStream {
   /// Reads a little-endian integer into `v`; on failure `v` keeps its value.
   template <typename T>
   bool readLE(T& v) {
-    uint8 b[sizeof(T)];
-    if (!read(b, sizeof(T)).good()) return false;
-    v = mav::loadLE<T>(b);
+    const uint8* p = take(sizeof(T));
+    if (!p) return false;
+    v = mav::loadLE<T>(p);
     return true;
   }
   /// Reads a big-endian integer into `v`; on failure `v` keeps its value.
   template <typename T>
   bool readBE(T& v) {
-    uint8 b[sizeof(T)];
-    if (!read(b, sizeof(T)).good()) return false;
-    v = mav::loadBE<T>(b);
+    const uint8* p = take(sizeof(T));
+    if (!p) return false;
+    v = mav::loadBE<T>(p);
     return true;
   }
   /// Reads a fixed-width text field: the characters before the first zero byte, or the
@@ -88,6 +88,20 @@ class ByteStream {
   bool readCString(std::string& out);
 
  private:
+  // What `read` does, without the copy: the address of the next `n` bytes, or nullptr (and
+  // the fail state) when they are not all there. Inline, since every field read comes here.
+  const uint8* take(uint64 n) {
+    gcount_ = 0;
+    if (failed_ || n > size_ - pos_) {
+      failed_ = true;
+      return nullptr;
+    }
+    const uint8* p = data_ + pos_;
+    pos_ += n;
+    gcount_ = n;
+    return p;
+  }
+
   const uint8* data_;
   uint64 size_;
   uint64 pos_ = 0;

@@ -42,12 +42,20 @@ TEST(ByteStream, ReadsIntegersInBothByteOrders) {
   EXPECT_EQ(le32, 0x12345678u);
   EXPECT_EQ(s.position(), 8u);
   EXPECT_EQ(s.bytesAvailable(), 1u);
+  EXPECT_EQ(s.gcount(), 4u);
   EXPECT_EQ(s.peek(), 0xFF);
   EXPECT_EQ(s.get(), 0xFF);
   EXPECT_TRUE(s.eof());
   s.unget();
   EXPECT_EQ(s.get(), 0xFF);
   EXPECT_TRUE(s.good());
+  // An integer wider than what is left is not read at all and fails the stream.
+  uint16 cut = 0x5555;
+  EXPECT_FALSE(s.readBE(cut));
+  EXPECT_EQ(cut, 0x5555);
+  EXPECT_TRUE(s.fail());
+  EXPECT_EQ(s.gcount(), 0u);
+  EXPECT_EQ(s.position(), 9u);
 }
 
 TEST(ByteStream, TextFields) {

@@ -13,3 +13,15 @@ uint16 calculateCrc(const uint8* buffer, uint64 count);
 uint16 crcUpdate(uint8 byte, uint16 crc);
 /// Folds `count` bytes into a running CRC (the block form of `crcUpdate`).
 uint16 crcUpdateBlock(const uint8* buffer, uint64 count, uint16 crc);
+
+namespace mav::crc16 {
+// The two implementations behind `crcUpdateBlock`, reachable one by one so that tests and
+// benchmarks can hold each to the same results. Both give exactly `crcUpdateBlock`'s value.
+
+/// Slice-by-8 table path: any CPU, and the path for short blocks.
+uint16 updatePortable(const uint8* buffer, uint64 count, uint16 crc);
+/// True when this CPU can run `updateClmul` with carry-less multiplication.
+bool clmulAvailable();
+/// Carry-less-multiply folding path; falls back to `updatePortable` when unavailable.
+uint16 updateClmul(const uint8* buffer, uint64 count, uint16 crc);
+}  // namespace mav::crc16

@@ -6,13 +6,25 @@
 #include <iterator>
 #include <mutex>
 #include <sstream>
+#include <type_traits>
 
 namespace veliface::settings {
 namespace {
 
+template <class T, class = void>
+struct HasSharedReader : std::false_type {};
 template <class T>
-VelJobSettingsTag* readAs(ByteStream* s) {
-  return T::deserialize(s);
+struct HasSharedReader<T, std::void_t<decltype(T::deserializeShared(nullptr))>> : std::true_type {};
+
+// A job-setup response makes one tag per entry; where the class can, the tag and its
+// shared count are made in one allocation.
+template <class T>
+std::shared_ptr<VelJobSettingsTag> readAs(ByteStream* s) {
+  if constexpr (HasSharedReader<T>::value) {
+    return T::deserializeShared(s);
+  } else {
+    return std::shared_ptr<VelJobSettingsTag>(T::deserialize(s));
+  }
 }
 
 template <class T>

@@ -198,8 +198,13 @@ class VelScalarTag : public VelJobSettingsTag,
   /// stream leaves the value 0.
   static Derived* deserialize(ByteStream* s) {
     auto* tag = new Derived();
-    uint32 raw = 0;
-    if (s->readLE(raw)) tag->value_ = static_cast<V>(raw);
+    tag->readValue(s);
+    return tag;
+  }
+  /// As `deserialize`, into a shared tag whose object and count share one allocation.
+  static std::shared_ptr<Derived> deserializeShared(ByteStream* s) {
+    auto tag = std::make_shared<Derived>();
+    tag->readValue(s);
     return tag;
   }
 
@@ -214,6 +219,11 @@ class VelScalarTag : public VelJobSettingsTag,
   }
 
  private:
+  void readValue(ByteStream* s) {
+    uint32 raw = 0;
+    if (s->readLE(raw)) value_ = static_cast<V>(raw);
+  }
+
   V value_;
 };
 

@@ -9,7 +9,6 @@ namespace veliface::settings {
 
 void readJobSetupBody(ByteStream* s, const JobSetupReadStyle& style, JobSetupType& type,
                       JobTagMap& tags, std::shared_ptr<VelJobSetupErr>& error) {
-  const std::string prefix = style.logPrefix;
   readEnumLE(s, type);
   if (type == JOB_SETUP_TAG_BASED) {
     uint16 count = 0;
@@ -21,21 +20,24 @@ void readJobSetupBody(ByteStream* s, const JobSetupReadStyle& style, JobSetupTyp
       if (style.skipEmptyEntries && length == 0) continue;
       const TagKind* kind = findTagKind(static_cast<JobTagKey>(key));
       if (!kind) {
-        VelLog::write(prefix + "Unrecognized key, ignoring: " + std::to_string(key));
+        VelLog::write(std::string(style.logPrefix) + "Unrecognized key, ignoring: " +
+                      std::to_string(key));
         s->ignore(length);
         if (s->fail()) return;
         continue;
       }
       // A known key is read by its class's own layout, whatever the length says.
-      std::shared_ptr<VelJobSettingsTag> tag(kind->read(s));
+      std::shared_ptr<VelJobSettingsTag> tag = kind->read(s);
       if (s->fail()) return;  // the value was cut off: keep only the complete tags
-      tags[static_cast<JobTagKey>(key)] = std::move(tag);
+      // Devices send keys in ascending order, so the end is the right hint; a repeated key
+      // still replaces the earlier value.
+      tags.insert_or_assign(tags.end(), static_cast<JobTagKey>(key), std::move(tag));
     }
   } else if (type == JOB_SETUP_ERROR) {
-    VelLog::write(prefix + "JobSetup Error Returned!");
+    VelLog::write(std::string(style.logPrefix) + "JobSetup Error Returned!");
     error.reset(VelJobSetupErr::deserialize(s));
   } else {
-    VelLog::write(prefix + "Non Tag-Based setup.");
+    VelLog::write(std::string(style.logPrefix) + "Non Tag-Based setup.");
   }
 }
 

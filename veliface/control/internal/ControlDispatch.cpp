@@ -7,6 +7,7 @@
 #include <veliface/trigger/VelEnquireTrigger.h>
 #include <veliface/trigger/VelTrigger.h>
 
+#include <array>
 #include <iterator>
 
 namespace veliface::control {
@@ -19,7 +20,7 @@ constexpr RouteKind kNotHandled = RouteKind::NotHandled;
 // and kept, their two CRC bytes stay in the buffer and the next search for "*" skips them.
 // The trigger and reset responses are CRC-checked. Data collect is the only one whose
 // payload is not folded into the CRC at all.
-const ControlRoute kRoutes[] = {
+constexpr ControlRoute kRoutes[] = {
     {0x41, RouteKind::Deliver, &readPayloadAs<VelSetTimeCmd>, true},  // SetTime
     {0x42, RouteKind::Consume, nullptr, true},  // SetBaud: payload consumed, nothing kept
     {0x43, RouteKind::Deliver, &readPayloadAs<VelDataCollectCmd>, false},  // CollectData
@@ -39,13 +40,24 @@ const ControlRoute kRoutes[] = {
     {0x5A, kNotHandled, nullptr, true},  {0x5B, kNotHandled, nullptr, true},
 };
 
+constexpr uint8 kNoRoute = 0xFF;
+static_assert(std::size(kRoutes) < kNoRoute, "row numbers must fit below the no-route mark");
+
+// Row number of every code, so that each frame finds its row with one look-up.
+constexpr std::array<uint8, 256> makeRouteIndex() {
+  std::array<uint8, 256> index{};
+  for (uint8& row : index) row = kNoRoute;
+  for (std::size_t i = 0; i < std::size(kRoutes); ++i) index[kRoutes[i].code] = static_cast<uint8>(i);
+  return index;
+}
+
+constexpr std::array<uint8, 256> kRouteIndex = makeRouteIndex();
+
 }  // namespace
 
 const ControlRoute* findControlRoute(uint8 code) {
-  for (const ControlRoute& r : kRoutes) {
-    if (r.code == code) return &r;
-  }
-  return nullptr;
+  const uint8 row = kRouteIndex[code];
+  return row == kNoRoute ? nullptr : &kRoutes[row];
 }
 
 }  // namespace veliface::control

@@ -15,7 +15,7 @@ namespace veliface::settings {
 struct TagKind {
   JobTagKey key;  ///< its key
   const char* name;  ///< its key name
-  VelJobSettingsTag* (*read)(ByteStream* s);  ///< its static deserialize
+  std::shared_ptr<VelJobSettingsTag> (*read)(ByteStream* s);  ///< its wire reader
   std::shared_ptr<VelJobSettingsTag> (*parse)(const std::string& value);  ///< its text reader
 };
 
