@@ -15,6 +15,8 @@
 #include <veliface/record/WavRecorder.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include <RecordStreams.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -30,6 +32,7 @@
 namespace fs = std::filesystem;
 using veliface::record::RecordListener;
 using veliface::record::WavRecorder;
+using recordtest::key;
 
 namespace {
 
@@ -89,17 +92,6 @@ struct Checker : RecordListener {
     fs::remove(path, ec);
   }
 };
-
-std::shared_ptr<const VelEventKeyChunk> key(int32_t t, uint64 seq) {
-  stKEY_CHUNK_V1 raw{};
-  raw.type = 0x41;
-  raw.version = 1;
-  raw.timeStamp = t;
-  raw.seqNumHigh = static_cast<uint32>(seq >> 32);
-  raw.seqNumLow = static_cast<uint32>(seq);
-  raw.channel = 1;
-  return std::make_shared<VelEventKeyChunkV1>(raw);
-}
 
 VelStreamMessage header(int32_t t, uint64 seq) {
   stWAVE_SETUP_CHUNK_V0 setup{};
