@@ -163,13 +163,14 @@ E2E_TEXT = {
             "Wall-clock time, the capture in the page cache. Hydrophones per core: the sample "
             "bytes recorded per second of wall time, divided by the 1.536 MB/s one such "
             "hydrophone sends (velrec decodes and writes on one thread).",
-    "why": "The recorder forces the samples to storage (fdatasync) before each size patch, "
-           "once per second of audio, so that after a power cut a header never claims samples "
-           "the file does not hold. A replay runs many seconds of audio per second of wall time, so "
-           "it waits for the disk many times per second, while cat only fills the page "
-           "cache. The CPU time beside the wall time shows how much of the replay is that "
-           "waiting; the hydrophone count by CPU time is what one core could sustain if the "
-           "storage kept up.",
+    "why": "velrec does three passes over every sample byte where cat does two: besides "
+           "reading the capture and writing the WAV files, it reads each finished file back "
+           "from disk and checksums its samples, so that the summary line vouches for what "
+           "the files hold, not for what was handed to the writer (the figure the end-to-end "
+           "tests compare with the simulator's). On top come the decode (about a third of "
+           "the memcpy speed, see Stream parsing) and the copy into the writer's batch. The "
+           "CPU time beside the wall time shows the share of system calls; the hydrophone "
+           "count is far beyond what any one host records.",
 }
 
 MEM_TEXT = {

@@ -34,14 +34,6 @@ SignalConfig signalConfigFor(uint32 sampleRate, unsigned channels, unsigned bitD
   return c;
 }
 
-uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    h ^= data[i];
-    h *= 0x100000001B3ull;
-  }
-  return h;
-}
-
 SimStream::SimStream(const StreamSetup& setup)
     : setup_(setup),
       clock_(setup.sampleRate, setup.startSeconds, setup.startNanos, true),
@@ -160,14 +152,17 @@ void SimStream::emitFrame(const Bytes& frame) {
   const uint8* samples = frame.data() + kSampleOffset;
   const std::size_t width = setup_.kind == StreamKind::Waveform ? setup_.bitDepth / 8 : 1;
   if (setup_.littleEndian || width == 1) {
-    stats_.checksum = fnv1a64(stats_.checksum, samples, n);
+    checksum_.update(samples, n);
   } else {
     // Checksummed in file order (little-endian), so that it compares with a WAV file's data
     // whichever byte order the stream used.
-    for (std::size_t i = 0; i + width <= n; i += width) {
-      for (std::size_t b = width; b-- > 0;) stats_.checksum = fnv1a64(stats_.checksum, samples + i + b, 1);
+    uint8 sample[8];
+    for (std::size_t i = 0; i + width <= n && width <= sizeof sample; i += width) {
+      for (std::size_t b = 0; b < width; ++b) sample[b] = samples[i + width - 1 - b];
+      checksum_.update(sample, width);
     }
   }
+  stats_.checksum = checksum_.value();
   stats_.bytes += n;
   ++stats_.frames;
 }

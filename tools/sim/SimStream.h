@@ -3,6 +3,7 @@
 /// frames, driven by a sample clock. No sockets: frames go to an output buffer.
 
 #include <sim/FaultInjector.h>
+#include <sim/SampleChecksum.h>
 #include <sim/SignalGenerator.h>
 #include <sim/SpectrumComputer.h>
 #include <sim/StreamClock.h>
@@ -46,13 +47,13 @@ struct StreamSetup {
   uint64 seed = 1;                ///< signal seed
 };
 
-/// What a stream has sent so far. The checksum is FNV-1a 64 over the sample bytes of the
+/// What a stream has sent so far. The checksum (`SampleChecksum`) is over the sample bytes of the
 /// data frames that were sent, in order, each sample little-endian (as a WAV file holds it,
 /// whatever order the stream used); dropped frames do not count.
 struct StreamStats {
   uint64 samples = 0;      ///< sample frames (waveform) or bins (spectrum) sent
   uint64 bytes = 0;        ///< sample bytes sent
-  uint64 checksum = 0xCBF29CE484222325ull;  ///< FNV-1a 64 of the sample bytes sent
+  uint64 checksum = SampleChecksum().value();  ///< checksum of the sample bytes sent
   uint64 frames = 0;       ///< data frames sent
   uint64 dropped = 0;      ///< data frames dropped by the fault injector
   uint64 headers = 0;      ///< event headers sent
@@ -61,9 +62,6 @@ struct StreamStats {
 
 /// The simulated signal at a rate: tone and sweep kept below half of it.
 SignalConfig signalConfigFor(uint32 sampleRate, unsigned channels, unsigned bitDepth, uint64 seed);
-
-/// FNV-1a 64 of `n` bytes continuing from `h`.
-uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n);
 
 /// A stream port's frames.
 ///
@@ -121,6 +119,7 @@ class SimStream {
   uint64 next_ = 0;
   uint64 nextHeader_ = 0;
   StreamStats stats_;
+  SampleChecksum checksum_;  // stats_.checksum is its value
 };
 
 }  // namespace velsim

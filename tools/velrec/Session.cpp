@@ -25,14 +25,6 @@ const char* channelName(Channel ch) {
   return "?";
 }
 
-uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    h ^= data[i];
-    h *= 0x100000001B3ull;
-  }
-  return h;
-}
-
 Capture::Capture(const fs::path& dir, std::string& error) {
   std::error_code ec;
   fs::create_directories(dir, ec);
@@ -257,7 +249,7 @@ void Session::closedWav(const fs::path& path, uint64 bytes) {
             static_cast<std::streamsize>(std::min<uint64>(left, buf.size())));
     const auto n = static_cast<std::size_t>(in.gcount());
     if (n == 0) break;
-    checksum_ = fnv1a64(checksum_, buf.data(), n);
+    checksum_.update(buf.data(), n);
     left -= n;
   }
   if (left != 0) fail("sample data of " + path.string() + " is shorter than its header says");

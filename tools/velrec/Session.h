@@ -5,6 +5,7 @@
 
 #include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/MavTypes.h>
+#include <sim/SampleChecksum.h>
 #include <veliface/record/RecordListener.h>
 #include <veliface/record/SpectrumRecorder.h>
 #include <veliface/record/WavRecorder.h>
@@ -27,11 +28,6 @@ enum class Channel { Control, Waveform, Spectrum };
 /// Name of a channel ("control", "waveform", "spectrum").
 const char* channelName(Channel ch);
 
-/// FNV-1a 64 of `n` bytes continuing from `h`; the form the simulator reports its sample
-/// checksum in, so that both ends of a recording can be compared.
-uint64 fnv1a64(uint64 h, const uint8* data, std::size_t n);
-/// Initial value of the FNV-1a 64 checksum.
-constexpr uint64 kFnvOffset = 0xCBF29CE484222325ull;
 
 /// Saves the raw bytes received per channel as control.bin, waveform.bin and spectrum.bin.
 class Capture {
@@ -111,8 +107,8 @@ class Session {
   const Counters& counters() const { return counters_; }
   /// Files closed so far, in the order they were closed.
   const std::vector<FileRecord>& files() const { return files_; }
-  /// FNV-1a 64 over the sample bytes of the closed WAV files, read back from the files.
-  uint64 checksum() const { return checksum_; }
+  /// Checksum (the simulator's `SampleChecksum`) over the sample bytes of the closed WAV files, read back from the files.
+  uint64 checksum() const { return checksum_.value(); }
   /// True once the waveform stream has run for the duration (dropped frames count as time).
   bool limitReached() const;
   /// True once the spectrum stream has run for the duration too (its header of the second
@@ -163,7 +159,7 @@ class Session {
   std::unique_ptr<Port> specPort_;
   Counters counters_;
   std::vector<FileRecord> files_;
-  uint64 checksum_ = kFnvOffset;
+  velsim::SampleChecksum checksum_;
   uint64 specLinesAtOpen_ = 0;
   uint64 positionBase_ = 0;  // stream time of the connections before this one
   uint64 position_ = 0;      // stream time on this connection (samples)

@@ -77,7 +77,8 @@ TEST(Velsim, EnquireThenStreamTwoSecondsAndCompareTheSummary) {
   sbuf.write(stream.data(), stream.size());
   VelStreamProcessor sp(VEL_STREAM_WAVEFORM);
   std::vector<uint32> notes;
-  uint64 samples = 0, frames = 0, headers = 0, checksum = velsim::StreamStats{}.checksum;
+  uint64 samples = 0, frames = 0, headers = 0;
+  velsim::SampleChecksum checksum;
   while (auto m = sp.pump(sbuf)) {
     const auto p = m->payload();
     if (auto n = std::dynamic_pointer_cast<VelStreamNotifyPayload>(p)) notes.push_back(n->errorCode());
@@ -86,7 +87,7 @@ TEST(Velsim, EnquireThenStreamTwoSecondsAndCompareTheSummary) {
       EXPECT_EQ(d->data()->sampleNum(), samples);
       samples += d->data()->numSamples();
       ++frames;
-      checksum = velsim::fnv1a64(checksum, d->data()->data().get(), d->data()->dataSize());
+      checksum.update(d->data()->data().get(), d->data()->dataSize());
     }
   }
   EXPECT_EQ(notes, (std::vector<uint32>{0, 3}));  // no error, then "Stream is stopped."
@@ -99,7 +100,7 @@ TEST(Velsim, EnquireThenStreamTwoSecondsAndCompareTheSummary) {
   EXPECT_EQ(summary.at("headers"), std::to_string(headers));
   EXPECT_EQ(summary.at("dropped"), "0");
   char hex[32];
-  std::snprintf(hex, sizeof hex, "0x%016llx", static_cast<unsigned long long>(checksum));
+  std::snprintf(hex, sizeof hex, "0x%016llx", static_cast<unsigned long long>(checksum.value()));
   EXPECT_EQ(summary.at("checksum"), hex);
 
   close(ctl);
