@@ -15,6 +15,8 @@
 # process writes its output, final statistics included, to .../fuzz-N.log; the
 # committed seeds in fuzz/corpus/TARGET are read, never written. A crash found is kept in
 # the corpus by copying it to fuzz/corpus/TARGET/regress-<what> and committing it.
+# FUZZ_RUNS=N also stops each process after N executions (a campaign of a set size, e.g.
+# FUZZ_RUNS=10000000 for the ten million each target must reach).
 # Exits 1 when the campaign found a crash, leak, timeout or allocation over the limit.
 set -euo pipefail
 
@@ -52,12 +54,15 @@ if command -v llvm-symbolizer-14 >/dev/null; then
 fi
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 
+runs=()
+[[ -n ${FUZZ_RUNS:-} ]] && runs=(-runs="$FUZZ_RUNS")
+
 cd "$work"
 status=0
 "$build/fuzz/fuzz_$target" -jobs="$jobs" -workers="$jobs" -max_total_time="$seconds" \
   -max_len="$max_len" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=1 \
   -dict="$root/fuzz/$target.dict" -artifact_prefix="$work/artifacts/" -print_final_stats=1 \
-  "$work/corpus" "$root/fuzz/corpus/$target" || status=$?
+  "${runs[@]}" "$work/corpus" "$root/fuzz/corpus/$target" || status=$?
 for log in fuzz-*.log; do
   [[ -f $log ]] && { echo "== $log"; tail -n 12 "$log"; }
 done
