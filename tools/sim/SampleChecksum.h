@@ -22,7 +22,7 @@ class SampleChecksum {
   void update(const uint8* data, std::size_t n) {
     if (pending_ != 0) {
       const std::size_t take = n < 8 - pending_ ? n : 8 - pending_;
-      std::memcpy(tail_ + pending_, data, take);
+      if (take != 0) std::memcpy(tail_ + pending_, data, take);
       pending_ += take;
       data += take;
       n -= take;
@@ -31,7 +31,7 @@ class SampleChecksum {
       pending_ = 0;
     }
     for (; n >= 8; data += 8, n -= 8) fold(word(data));
-    std::memcpy(tail_, data, n);  // fewer than 8
+    if (n != 0) std::memcpy(tail_, data, n);  // fewer than 8; data may be null when n is 0
     pending_ = n;
   }
   /// The checksum of every byte added so far.
