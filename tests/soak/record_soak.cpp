@@ -33,6 +33,7 @@ namespace fs = std::filesystem;
 using veliface::record::RecordListener;
 using veliface::record::WavRecorder;
 using recordtest::key;
+using testsupport::openFds;
 
 namespace {
 
@@ -44,10 +45,6 @@ std::uint64_t fnv(std::uint64_t h, const uint8* p, std::size_t n) {
   return h;
 }
 constexpr std::uint64_t kFnvStart = 14695981039346656037ull;
-
-std::size_t openFds() {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
-}
 
 struct Checker : RecordListener {
   std::uint64_t hash = kFnvStart;

@@ -8,6 +8,8 @@
 #include <veliface/record/WavRecorder.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include "TempFiles.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -23,10 +25,9 @@
 
 namespace recordtest {
 
-inline std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using testsupport::openFds;
+using testsupport::readFile;
+using testsupport::TempDir;
 
 inline std::shared_ptr<const VelEventKeyChunk> key(int32_t t, uint64 seq) {
   stKEY_CHUNK_V1 raw{};
@@ -66,6 +67,25 @@ inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate, uint8 form
       std::vector<std::shared_ptr<const VelAmplScalingChunk>>{std::make_shared<VelAmplScalingChunkV0>(scale)}, 1,
       nullptr);
   return VelStreamMessage(payload);
+}
+
+// A spectrum event header: FFT setup of 4 points at 1000 Hz (two samples between spectra,
+// three accumulations, reference 20, filtered power), with `status` records when given.
+inline VelStreamMessage fftHeader(int32_t t,
+                                  std::vector<std::shared_ptr<const VelStreamStatusChunk>> status = {}) {
+  stFFT_SETUP_CHUNK_V1 fft{};
+  fft.type = 0x46;
+  fft.version = 1;
+  fft.sampleRate = 1000;
+  fft.numPoints = 4;
+  fft.samplesBtwFfts = 2;
+  fft.refLevel = 20;
+  fft.procType = 6;
+  fft.accumCount = 3;
+  return VelStreamMessage(std::make_shared<VelStreamEventHeaderPayload>(
+      key(t, 0), deviceInfo(), std::move(status),
+      VelStreamSetupContainer(std::shared_ptr<const VelFftSetupChunk>(std::make_shared<VelFftSetupChunkV1>(fft))),
+      std::vector<std::shared_ptr<const VelAmplScalingChunk>>{}, 1, nullptr));
 }
 
 inline VelStreamMessage dataMsg(int32_t t, uint64 sample, const uint8* bytes, uint16 samples, uint8 format,
@@ -127,18 +147,6 @@ inline ReadBack readWav(const std::filesystem::path& path) {
   r.samples = bytes.substr(static_cast<std::size_t>(reader.headerSize()));
   return r;
 }
-
-struct TempDir {
-  std::filesystem::path dir;
-  TempDir() {
-    char tmpl[] = "/tmp/velrec_XXXXXX";
-    dir = mkdtemp(tmpl);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    std::filesystem::remove_all(dir, ec);
-  }
-};
 
 struct Events : veliface::record::RecordListener {
   std::vector<std::filesystem::path> opened;

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
-#include "TestFiles.h"
+#include <TempFiles.h>
 
 #include <filesystem>
 #include <fstream>
@@ -19,10 +19,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using veldump::test::slurp;
+using testsupport::readFile;
 
-struct TempDir : veldump::test::TempDir {
-  TempDir() : veldump::test::TempDir("veldump-spec") {}
+struct TempDir : testsupport::TempDir {
+  TempDir() : testsupport::TempDir("veldump-spec") {}
 };
 
 // 2023-11-14 23:59:50 UTC: close enough to midnight that a recording crosses it.
@@ -134,7 +134,7 @@ TEST(SpectrumFile, ARestartedRecordingIsReadAsTwoHeaderBlocks) {
 TEST(SpectrumFile, UnreadableInputIsAnErrorNotACrash) {
   TempDir tmp;
   record(tmp.dir, kStart, {{1, 2}});
-  const std::string good = slurp(tmp.dir / "spec.txt");
+  const std::string good = readFile(tmp.dir / "spec.txt");
   const struct {
     const char* name;
     std::string bytes;
@@ -160,7 +160,7 @@ TEST(SpectrumFile, UnreadableInputIsAnErrorNotACrash) {
 TEST(SpectrumFile, MalformedLinesAreListedByNumberAndTheRestIsRead) {
   TempDir tmp;
   record(tmp.dir, kStart, {{1, 2}, {3, 4}, {5, 6}});
-  std::string text = slurp(tmp.dir / "spec.txt");
+  std::string text = readFile(tmp.dir / "spec.txt");
   // Lines 34..36 are the spectra. Break the second (a level out of byte range), then cut
   // the last one short, and spoil the recorded bin width in the header (line 25).
   std::vector<std::string> lines;
@@ -235,7 +235,7 @@ TEST(Spectrogram, DrawsALongFileDownsampledAndRefusesAnEmptyOne) {
   // 100 columns drawn six pixels wide to reach 512; 3 rows, 86 pixels high to reach 256.
   EXPECT_TRUE(has(out.str(), "wrote " + png + ": 600 x 258 pixels")) << out.str();
   EXPECT_TRUE(has(out.str(), "downsampled: 300 spectra averaged into 100 columns")) << out.str();
-  const std::string bytes = slurp(png);
+  const std::string bytes = readFile(png);
   ASSERT_GE(bytes.size(), 24u);
   EXPECT_EQ(bytes.substr(16, 8), std::string("\0\0\x02\x58\0\0\x01\x02", 8));
 

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
-#include "TestFiles.h"
+#include <TempFiles.h>
 
 #include <filesystem>
 #include <fstream>
@@ -17,10 +17,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using veldump::test::slurp;
+using testsupport::readFile;
 
-struct TempDir : veldump::test::TempDir {
-  TempDir() : veldump::test::TempDir("veldump-wav") {}
+struct TempDir : testsupport::TempDir {
+  TempDir() : testsupport::TempDir("veldump-wav") {}
 };
 
 void spit(const fs::path& p, const std::string& bytes) {
@@ -64,7 +64,7 @@ std::string recordWav(const fs::path& dir) {
     writer.setStopLogging(true);
     writer.finishFile();
   }
-  return slurp(dir / "rec.wav");
+  return readFile(dir / "rec.wav");
 }
 
 std::size_t dataOffset(const std::string& wav) { return wav.find("data", 12) + 8; }
@@ -127,7 +127,7 @@ TEST(Wav, RepairRestoresTheFinishedFileByteForByte) {
   spit(cut, bad);
   std::ostringstream out;
   ASSERT_EQ(veldump::repairWav(cut.string(), "", out), veldump::EXIT_OK) << out.str();
-  EXPECT_EQ(slurp(cut), good);  // INFO, fmt and samples untouched, sizes as the writer sets them
+  EXPECT_EQ(readFile(cut), good);  // INFO, fmt and samples untouched, sizes as the writer sets them
   EXPECT_NE(out.str().find("RIFF size: 0 -> " + std::to_string(good.size() - 8)), std::string::npos) << out.str();
   EXPECT_NE(out.str().find("data size: 0 -> 600"), std::string::npos);
   EXPECT_NE(out.str().find("dropped 2 bytes"), std::string::npos);
@@ -141,8 +141,8 @@ TEST(Wav, RepairRestoresTheFinishedFileByteForByte) {
   spit(cut, bad);
   std::ostringstream out2;
   ASSERT_EQ(veldump::repairWav(cut.string(), (tmp.dir / "fixed.wav").string(), out2), veldump::EXIT_OK);
-  EXPECT_EQ(slurp(cut), bad);
-  EXPECT_EQ(slurp(tmp.dir / "fixed.wav"), good);
+  EXPECT_EQ(readFile(cut), bad);
+  EXPECT_EQ(readFile(tmp.dir / "fixed.wav"), good);
 
   // A right file is left alone.
   const auto before = fs::last_write_time(tmp.dir / "fixed.wav");

@@ -7,6 +7,7 @@
 #include <mavcommon/Endian.h>
 #include <veliface/files/MavWavHeader.h>
 
+#include <TempFiles.h>
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -27,6 +28,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testsupport::readFile;
 using Clock = std::chrono::steady_clock;
 
 std::string program(const char* var) {
@@ -86,13 +88,15 @@ class Child {
   bool reaped_ = false;
 };
 
-fs::path freshDir(const std::string& name) {
-  const fs::path d = fs::temp_directory_path() / ("velrec_storage_" + std::to_string(getpid()) + "_" + name);
-  std::error_code ec;
-  fs::remove_all(d, ec);
-  fs::create_directories(d);
-  return d;
-}
+// A directory of a test's own, removed at the end: velrec writes into `out` (where a small
+// tmpfs may be mounted) and its output goes to `log`.
+struct Scratch : testsupport::TempDir {
+  fs::path out;
+  fs::path log;
+  explicit Scratch(const std::string& name) : TempDir("velrec-" + name), out(dir / "out"), log(dir / "velrec.log") {
+    fs::create_directories(out);
+  }
+};
 
 // A small tmpfs on `dir` for the test's lifetime; `error` says why when it cannot be mounted.
 struct Tmpfs {
@@ -115,11 +119,6 @@ struct Tmpfs {
     if (mounted) ::umount2(dir.c_str(), MNT_DETACH);
   }
 };
-
-std::string readFile(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 std::string run(const std::string& command, int* rc = nullptr) {
   std::string out;
@@ -187,11 +186,11 @@ bool endsWithLibraryError(const std::string& out) {
 }  // namespace
 
 TEST(VelrecStorageFault, FullDiskStopsWithTheLibrarysTextAndExitCodeOne) {
-  const fs::path dir = freshDir("full");
+  const Scratch scratch("full");
+  const fs::path& dir = scratch.out;
   Tmpfs fsys(dir, "size=64k");
   if (!fsys.mounted) GTEST_SKIP() << fsys.error;
-  Child rec({program("VELREC"), "--fast", "--duration", "600", "--period", "10", "--out", dir.string()},
-            fs::temp_directory_path() / ("velrec_full_" + std::to_string(getpid()) + ".log"));
+  Child rec({program("VELREC"), "--fast", "--duration", "600", "--period", "10", "--out", dir.string()}, scratch.log);
   EXPECT_EQ(rec.wait(), 1);
   const std::string out = rec.output();
   EXPECT_TRUE(endsWithLibraryError(out)) << out;
@@ -208,18 +207,18 @@ TEST(VelrecStorageFault, FullDiskStopsWithTheLibrarysTextAndExitCodeOne) {
 TEST(VelrecStorageFault, ReadOnlyOrUncreatableOutputStopsWithExitCodeOne) {
   // A directory that cannot be created at all.
   {
-    const fs::path log = fs::temp_directory_path() / ("velrec_proc_" + std::to_string(getpid()) + ".log");
-    Child rec({program("VELREC"), "--fast", "--duration", "5", "--out", "/proc/velrec_cannot_be_here"}, log);
+    const Scratch scratch("proc");
+    Child rec({program("VELREC"), "--fast", "--duration", "5", "--out", "/proc/velrec_cannot_be_here"}, scratch.log);
     EXPECT_EQ(rec.wait(), 1);
     EXPECT_NE(rec.output().find("velrec: error: cannot create /proc/velrec_cannot_be_here"), std::string::npos)
         << rec.output();
   }
-  const fs::path dir = freshDir("ro");
+  const Scratch scratch("ro");
+  const fs::path& dir = scratch.out;
   Tmpfs fsys(dir, "size=64k");
   if (!fsys.mounted) GTEST_SKIP() << fsys.error;
   if (!fsys.readOnly()) GTEST_SKIP() << fsys.error;
-  Child rec({program("VELREC"), "--fast", "--duration", "5", "--out", dir.string()},
-            fs::temp_directory_path() / ("velrec_ro_" + std::to_string(getpid()) + ".log"));
+  Child rec({program("VELREC"), "--fast", "--duration", "5", "--out", dir.string()}, scratch.log);
   EXPECT_EQ(rec.wait(), 1);
   EXPECT_NE(rec.output().find("velrec: error: Error opening wav file for writing.\n"), std::string::npos)
       << rec.output();
@@ -230,9 +229,9 @@ TEST(VelrecStorageFault, SigkillLeavesFilesReadableUpToTheLastPatchAndRepairMake
   if (!have("soxi") || !have("python3")) GTEST_SKIP() << "soxi or python3 missing";
   for (int ms : {150, 400, 900}) {
     SCOPED_TRACE("killed after " + std::to_string(ms) + " ms");
-    const fs::path dir = freshDir("kill" + std::to_string(ms));
-    Child rec({program("VELREC"), "--fast", "--duration", "100000", "--period", "3", "--out", dir.string()},
-              dir.parent_path() / ("velrec_kill_" + std::to_string(getpid()) + ".log"));
+    const Scratch scratch("kill" + std::to_string(ms));
+    const fs::path& dir = scratch.out;
+    Child rec({program("VELREC"), "--fast", "--duration", "100000", "--period", "3", "--out", dir.string()}, scratch.log);
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
     kill(rec.pid(), SIGKILL);
     EXPECT_EQ(rec.wait(), -1);
@@ -269,15 +268,13 @@ TEST(VelrecStorageFault, SigkillLeavesFilesReadableUpToTheLastPatchAndRepairMake
       EXPECT_EQ(run("python3 -c \"import wave,sys; print(wave.open(sys.argv[1]).getnframes())\" '" + f.string() + "'"),
                 frames);
     }
-    std::error_code ec;
-    fs::remove_all(dir, ec);
   }
 }
 
 TEST(VelrecStorageFault, OpenFileCountStaysFlatOverRollovers) {
-  const fs::path dir = freshDir("fds");
-  Child rec({program("VELREC"), "--fast", "--duration", "3000", "--period", "1", "--out", dir.string()},
-            dir.parent_path() / ("velrec_fds_" + std::to_string(getpid()) + ".log"));
+  const Scratch scratch("fds");
+  const fs::path& dir = scratch.out;
+  Child rec({program("VELREC"), "--fast", "--duration", "3000", "--period", "1", "--out", dir.string()}, scratch.log);
   const fs::path fdDir = "/proc/" + std::to_string(rec.pid()) + "/fd";
   std::vector<std::size_t> counts;
   std::size_t filesAtFirst = 0, filesAtLast = 0;

@@ -1,6 +1,7 @@
 #include <veliface/files/MavSpecWriter.h>
 
 #include <LogCapture.h>
+#include <TempFiles.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -12,27 +13,10 @@
 #include <stdlib.h>
 
 namespace fs = std::filesystem;
+using testsupport::readFile;
+using testsupport::TempDir;
 
 namespace {
-
-struct TempDir {
-  fs::path dir;
-  TempDir() {
-    char tmpl[] = "/tmp/velspec_XXXXXX";
-    dir = mkdtemp(tmpl);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-  }
-};
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 std::size_t count(const std::string& text, const std::string& what) {
   std::size_t n = 0;

@@ -2,6 +2,7 @@
 #include <veliface/files/MavWavWriter.h>
 
 #include <LogCapture.h>
+#include <TempFiles.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -17,38 +18,16 @@
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
+using testsupport::openFds;
+using testsupport::readFile;
+using testsupport::TempDir;
 
 namespace {
-
-// A fresh directory per test; ctest runs tests in parallel processes.
-struct TempDir {
-  fs::path dir;
-  TempDir() {
-    char tmpl[] = "/tmp/velwav_XXXXXX";
-    dir = mkdtemp(tmpl);
-  }
-  ~TempDir() {
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-  }
-  std::string file(const std::string& name) const { return (dir / name).string(); }
-};
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
 
 uint32 le32(const std::string& bytes, std::size_t at) {
   uint32 v = 0;
   for (std::size_t i = 4; i-- > 0;) v = (v << 8) | static_cast<uint8>(bytes[at + i]);
   return v;
-}
-
-std::size_t openFds() {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
 }
 
 // Drives a writer the way a waveform stream does: once a second a metadata record, the

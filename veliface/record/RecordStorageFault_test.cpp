@@ -32,7 +32,32 @@ struct Watch : Events {
   }
 };
 
-std::size_t openFds() { return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {})); }
+// Records once for every call of a clean recording's `trace`, with that call (the nth of its
+// kind) made to fail with EIO or ENOSPC in turn, and hands each outcome to
+// `check(callIndex, dir, events, log)`. No run may leave a file descriptor open.
+template <typename Record, typename Check>
+void failEachCallInTurn(const std::vector<TracedCall>& trace, Record record, Check check) {
+  const std::size_t fdsBefore = openFds();
+  int nth[4] = {0, 0, 0, 0};
+  for (std::size_t i = 0; i < trace.size(); ++i) {
+    const FileCall kind = trace[i].kind;
+    const int n = ++nth[static_cast<int>(kind)];
+    const int err = n % 2 ? EIO : ENOSPC;
+    SCOPED_TRACE("call " + std::to_string(i + 1) + " of " + std::to_string(trace.size()) + ", kind " +
+                 std::to_string(static_cast<int>(kind)) + " #" + std::to_string(n) + ", errno " + std::to_string(err));
+    TempDir tmp;
+    Watch events;
+    LogCapture log;
+    {
+      FaultyFiles io;
+      io.failNth(kind, n, err);
+      record(tmp.dir, events);
+      ASSERT_TRUE(io.trace().size() > i && io.trace()[i].failed) << "the recording took another path";
+    }
+    check(i, tmp.dir, events, log);
+    EXPECT_EQ(openFds(), fdsBefore);
+  }
+}
 
 // What the writer must report when call `i` of a clean recording's trace fails: opening is
 // error 1; a sample write or sync on the way to a crash-safety patch is error 4; a size patch,
@@ -126,23 +151,8 @@ TEST(WavRecorderStorageFault, EachFailedCallIsReportedAndLeavesReadableFiles) {
     });
     ASSERT_GE(sizeFields, 10);  // two size fields patched a second at least
   }
-  const std::size_t fdsBefore = openFds();
-  int nth[4] = {0, 0, 0, 0};
-  for (std::size_t i = 0; i < trace.size(); ++i) {
-    const FileCall kind = trace[i].kind;
-    const int n = ++nth[static_cast<int>(kind)];
-    const int err = n % 2 ? EIO : ENOSPC;
-    SCOPED_TRACE("call " + std::to_string(i + 1) + ", kind " + std::to_string(static_cast<int>(kind)) + " #" +
-                 std::to_string(n) + ", errno " + std::to_string(err));
-    TempDir tmp;
-    Watch events;
-    LogCapture log;
-    {
-      FaultyFiles io;
-      io.failNth(kind, n, err);
-      recordWav(tmp.dir, events);
-      ASSERT_TRUE(io.trace().size() > i && io.trace()[i].failed) << "the recording took another path";
-    }
+  failEachCallInTurn(trace, [](const fs::path& dir, Watch& events) { recordWav(dir, events); },
+                     [&](std::size_t i, const fs::path& dir, const Watch& events, const LogCapture& log) {
     const int code = expectedWavCode(trace, i);
     ASSERT_EQ(events.errors.size(), 1u);
     EXPECT_EQ(events.errors[0].first, code);
@@ -153,9 +163,8 @@ TEST(WavRecorderStorageFault, EachFailedCallIsReportedAndLeavesReadableFiles) {
                                events.current.filename().string();
       EXPECT_NE(std::find(log.lines().begin(), log.lines().end(), line), log.lines().end()) << line;
     }
-    expectWavFilesSound(tmp.dir, sent, events.suspect);
-    EXPECT_EQ(openFds(), fdsBefore);
-  }
+    expectWavFilesSound(dir, sent, events.suspect);
+  });
 }
 
 TEST(WavRecorderStorageFault, FullDiskStopsCleanlyAtAnyPoint) {
@@ -204,22 +213,6 @@ TEST(WavRecorderStorageFault, FullDiskStopsCleanlyAtAnyPoint) {
 
 namespace {
 
-VelStreamMessage fftHeader(int32_t t) {
-  stFFT_SETUP_CHUNK_V1 fft{};
-  fft.type = 0x46;
-  fft.version = 1;
-  fft.sampleRate = 1000;
-  fft.numPoints = 4;
-  fft.samplesBtwFfts = 2;
-  fft.refLevel = 20;
-  fft.procType = 6;
-  fft.accumCount = 3;
-  return VelStreamMessage(std::make_shared<VelStreamEventHeaderPayload>(
-      key(t, 0), deviceInfo(), std::vector<std::shared_ptr<const VelStreamStatusChunk>>{},
-      VelStreamSetupContainer(std::shared_ptr<const VelFftSetupChunk>(std::make_shared<VelFftSetupChunkV1>(fft))),
-      std::vector<std::shared_ptr<const VelAmplScalingChunk>>{}, 1, nullptr));
-}
-
 // Four seconds, two spectra a second, files of two seconds: two files.
 void recordSpectra(const fs::path& dir, Watch& events) {
   SpectrumRecorder rec(dir, "s", 2, nullptr, &events);
@@ -256,39 +249,27 @@ TEST(SpectrumRecorderStorageFault, EachFailedCallIsReportedAndFilesKeepWholeLine
     ASSERT_EQ(io.count(FileCall::Close), 2);
     ASSERT_EQ(io.count(FileCall::Sync), 0);
   }
-  const std::size_t fdsBefore = openFds();
-  int nth[4] = {0, 0, 0, 0};
-  for (std::size_t i = 0; i < trace.size(); ++i) {
-    const FileCall kind = trace[i].kind;
-    const int n = ++nth[static_cast<int>(kind)];
-    SCOPED_TRACE("call " + std::to_string(i + 1) + " kind " + std::to_string(static_cast<int>(kind)) + " of " + std::to_string(trace.size()));
-    TempDir tmp;
-    Watch events;
-    {
-      FaultyFiles io;
-      io.failNth(kind, n, ENOSPC);
-      recordSpectra(tmp.dir, events);
-    }
+  failEachCallInTurn(trace, recordSpectra,
+                     [&](std::size_t i, const fs::path& dir, const Watch& events, const LogCapture&) {
     ASSERT_EQ(events.errors.size(), 1u);
-    if (kind == FileCall::Open) {
+    if (trace[i].kind == FileCall::Open) {
       EXPECT_EQ(events.errors[0], std::make_pair(1, std::string("Error opening spectrum file for writing.")));
     } else {
       EXPECT_EQ(events.errors[0], std::make_pair(2, std::string("Failed to write spectrum data.")));
     }
     // Each file is a run of whole lines from the start of what a clean recording writes.
-    for (const auto& [name, text] : contents(tmp.dir)) {
+    for (const auto& [name, text] : contents(dir)) {
       SCOPED_TRACE(name.string());
       ASSERT_TRUE(whole.count(name));
       EXPECT_EQ(whole[name].compare(0, text.size(), text), 0);
       if (!text.empty()) {
         EXPECT_EQ(text.back(), '\n');
       }
-      if (!events.suspect.count(tmp.dir / name)) {
+      if (!events.suspect.count(dir / name)) {
         EXPECT_EQ(text, whole[name]);
       }
     }
-    EXPECT_EQ(openFds(), fdsBefore);
-  }
+  });
 }
 
 TEST(SpectrumRecorderStorageFault, FullDiskCutsTheFileAndIsReportedOncePerFile) {

@@ -2,6 +2,7 @@
 
 #include <veliface/device/VelDevice.h>
 #include <veliface/record/internal/FileNames.h>
+#include <veliface/record/internal/PayloadDispatch.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
 #include <system_error>
@@ -22,14 +23,7 @@ SpectrumRecorder::SpectrumRecorder(std::filesystem::path dir, std::string prefix
 
 SpectrumRecorder::~SpectrumRecorder() { finish(); }
 
-void SpectrumRecorder::take(const VelStreamMessage& message) {
-  const auto& payload = message.payload();
-  if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
-    onHeader(*hdr);
-  } else if (const auto* data = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
-    onData(*data);
-  }
-}
+void SpectrumRecorder::take(const VelStreamMessage& message) { dispatchPayload(*this, message); }
 
 template <typename Op>
 bool SpectrumRecorder::tracked(Op&& op) {

@@ -51,6 +51,8 @@ class SpectrumRecorder {
   static const char* const kWriteErrorText;
 
  private:
+  template <typename Recorder>
+  friend void dispatchPayload(Recorder& rec, const VelStreamMessage& message);
   void onHeader(const VelStreamEventHeaderPayload& hdr);
   void onData(const VelStreamDataPayload& payload);
   template <typename Op>

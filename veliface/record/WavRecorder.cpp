@@ -3,6 +3,7 @@
 #include <veliface/files/VelDateStamp.h>
 #include <veliface/files/internal/DeviceFacts.h>
 #include <veliface/record/internal/FileNames.h>
+#include <veliface/record/internal/PayloadDispatch.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
 #include <algorithm>
@@ -24,14 +25,7 @@ WavRecorder::WavRecorder(std::filesystem::path dir, std::string prefix, int peri
 
 WavRecorder::~WavRecorder() { finish(); }
 
-void WavRecorder::take(const VelStreamMessage& message) {
-  const auto& payload = message.payload();
-  if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
-    onHeader(*hdr);
-  } else if (const auto* data = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
-    onData(*data);
-  }
-}
+void WavRecorder::take(const VelStreamMessage& message) { dispatchPayload(*this, message); }
 
 template <typename Op>
 bool WavRecorder::tracked(Op&& op) {

@@ -54,6 +54,8 @@ class WavRecorder {
   const MavWavWriter& writer() const { return writer_; }
 
  private:
+  template <typename Recorder>
+  friend void dispatchPayload(Recorder& rec, const VelStreamMessage& message);
   void onHeader(const VelStreamEventHeaderPayload& hdr);
   void onData(const VelStreamDataPayload& payload);
   void writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk);

@@ -27,10 +27,6 @@ using namespace recordtest;
 
 namespace {
 
-std::size_t openFds() {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
-}
-
 }  // namespace
 
 TEST(WavRecorder, ClockAlignedPeriodsReadBackWithTheBytesSent) {
@@ -211,26 +207,14 @@ TEST(WavRecorder, UnwritableDirectoryIsReportedWithTheWritersText) {
 TEST(SpectrumRecorder, WritesHeaderFromTheEventHeaderAndOneLinePerSpectrum) {
   TempDir tmp;
   Events events;
-  stFFT_SETUP_CHUNK_V1 fft{};
-  fft.type = 0x46;
-  fft.version = 1;
-  fft.sampleRate = 1000;
-  fft.numPoints = 4;
-  fft.samplesBtwFfts = 2;
-  fft.refLevel = 20;
-  fft.procType = 6;
-  fft.accumCount = 3;
   stSTATUS_CHUNK_V0 status{};
   status.type = 0x43;
   status.temperature = 215;
   status.humidity = 402;
   auto header = [&](int32_t t) {
-    return VelStreamMessage(std::make_shared<VelStreamEventHeaderPayload>(
-        key(t, 0), deviceInfo(),
-        std::vector<std::shared_ptr<const VelStreamStatusChunk>>{std::make_shared<VelStreamStatusChunkV0>(status)},
-        VelStreamSetupContainer(std::shared_ptr<const VelFftSetupChunk>(std::make_shared<VelFftSetupChunkV1>(fft))),
-        std::vector<std::shared_ptr<const VelAmplScalingChunk>>{}, 1, nullptr));
+    return fftHeader(t, {std::make_shared<VelStreamStatusChunkV0>(status)});
   };
+
   const uint8 bins[3] = {4, 5, 6};
   {
     auto device = MavDevice::createDevice(DEV_AUREL_HF);
