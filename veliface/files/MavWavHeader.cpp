@@ -91,7 +91,8 @@ void MavWavHeaderProcessor::st_init(const StateEvent* ev) {
 
 void MavWavHeaderProcessor::st_infoChunk(const StateEvent* ev) {
   const WavReadEvent* e = asRead(ev);
-  if (e == nullptr) return;
+  // Nothing is allocated for a chunk until the whole of it has arrived.
+  if (e == nullptr || e->bytesAvailable() < chunkLength_) return;
   std::vector<uint8> body(chunkLength_);
   if (!take(*e, body.data(), body.size())) return;
   // Array INFO bodies are read with the single-sensor reader too.
@@ -101,7 +102,8 @@ void MavWavHeaderProcessor::st_infoChunk(const StateEvent* ev) {
 
 void MavWavHeaderProcessor::st_fmtChunk(const StateEvent* ev) {
   const WavReadEvent* e = asRead(ev);
-  if (e == nullptr) return;
+  // Nothing is allocated for a chunk until the whole of it has arrived.
+  if (e == nullptr || e->bytesAvailable() < chunkLength_) return;
   std::vector<uint8> body(chunkLength_);
   if (!take(*e, body.data(), body.size())) return;
   fmt_.reset(MavWavFmtData::create(body.data(), body.size()));
