@@ -4,7 +4,7 @@
 set -euo pipefail
 
 # time: /usr/bin/time -v gives bench/run.sh the peak memory of velrec.
-packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev pkg-config time)
+packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev pkg-config time strace)
 # The fuzz preset: clang 14 with libFuzzer (which lives in libclang-rt-14-dev) and the
 # symbolizer of llvm-14 for readable crash reports.
 packages+=(clang-14 libclang-rt-14-dev llvm-14)

@@ -56,6 +56,7 @@ Session::Session(const SessionConfig& config, std::shared_ptr<VelDevice> device,
       wavePort_(std::make_unique<Port>(VEL_STREAM_WAVEFORM)),
       specPort_(std::make_unique<Port>(VEL_STREAM_SPECTRUM)) {
   wav_.setCreator("velrec");
+  wav_.setForceToStorage(config.sync);
 }
 
 Session::~Session() = default;

@@ -77,6 +77,7 @@ struct SessionConfig {
   std::string prefix;            ///< file name prefix
   int period = 60;               ///< seconds per file, aligned on the clock
   double duration = 0;           ///< stop after this many seconds of waveform samples; 0: never
+  bool sync = false;             ///< force WAV samples to storage at each once-a-second size patch
 };
 
 /// Decodes and records the channels of one device.

@@ -46,6 +46,7 @@ struct Options {
   int period = 60;
   double duration = 0;
   bool fast = false;
+  bool sync = false;
   std::vector<std::string> settings;
   std::string replay;
   std::string capture;
@@ -75,7 +76,8 @@ class Status {
                     " s | audio " + fmt(1, audio) + " s | " +
                     fmt(2, static_cast<double>(c.wavBytes) / 1e6) + " MB | files " +
                     std::to_string(c.filesOpened) + " | sequence losses " + std::to_string(c.sequenceLosses) +
-                    " | missed samples " + std::to_string(c.missedSamples) + " | " + fmt(1, rate) +
+                    " | missed samples " + std::to_string(c.missedSamples) + " | lost frames " +
+                    std::to_string(c.lostFrames) + " | " + fmt(1, rate) +
                     " kB/s");
     last_ = now;
     lastReceived_ = c.received;
@@ -116,6 +118,7 @@ SessionConfig sessionConfig(const Options& o) {
   c.prefix = o.prefix;
   c.period = o.period;
   c.duration = o.duration;
+  c.sync = o.sync;
   return c;
 }
 
@@ -350,6 +353,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 86400))->capture_default_str();
   app.add_option("--duration", o.duration, "stop after this many seconds of waveform audio; 0 records until Ctrl-C (example: --duration 10)")
       ->check(CLI::NonNegativeNumber)->capture_default_str();
+  app.add_flag("--sync", o.sync, "force the audio to disk once a second, so that even a power cut leaves every file readable up to its last second (costs a disk flush a second)");
   app.add_flag("--fast", o.fast, "simulated device: produce audio as fast as possible instead of in real time");
   app.add_option("--set", o.settings, "job setting NAME=VALUE sent to the device before recording; repeatable "
                                      "(example: --set WAVE_SAMPLE_RATE=96000 --set WAVE_BIT_DEPTH=16)");

@@ -227,11 +227,14 @@ TEST(VelrecStorageFault, ReadOnlyOrUncreatableOutputStopsWithExitCodeOne) {
 
 TEST(VelrecStorageFault, SigkillLeavesFilesReadableUpToTheLastPatchAndRepairMakesThemWhole) {
   if (!have("soxi") || !have("python3")) GTEST_SKIP() << "soxi or python3 missing";
-  for (int ms : {150, 400, 900}) {
-    SCOPED_TRACE("killed after " + std::to_string(ms) + " ms");
+  for (int ms : {0, 250, 750}) {
+    SCOPED_TRACE("killed " + std::to_string(ms) + " ms after its first file appeared");
     const Scratch scratch("kill" + std::to_string(ms));
     const fs::path& dir = scratch.out;
     Child rec({program("VELREC"), "--fast", "--duration", "100000", "--period", "3", "--out", dir.string()}, scratch.log);
+    // Counted from the first file, not from the start: a loaded machine may take long to start.
+    const auto until = Clock::now() + std::chrono::seconds(30);
+    while (wavs(dir).empty() && Clock::now() < until) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
     kill(rec.pid(), SIGKILL);
     EXPECT_EQ(rec.wait(), -1);
@@ -302,4 +305,32 @@ TEST(VelrecStorageFault, OpenFileCountStaysFlatOverRollovers) {
   EXPECT_LE(counts.back(), counts.front() + 2);
   std::error_code ec;
   fs::remove_all(dir, ec);
+}
+
+TEST(VelrecStorageFault, SyncForcesTheAudioToDiskOnceASecondAndOnlyWhenAsked) {
+  if (!have("strace")) GTEST_SKIP() << "strace missing";
+  // One file of three seconds: its once-a-second patches are forced to disk with --sync; the
+  // patch that finishes the file is not (closing it follows at once).
+  std::size_t syncs[2] = {0, 0};
+  for (const bool sync : {false, true}) {
+    SCOPED_TRACE(sync ? "--sync" : "no --sync");
+    const Scratch scratch(sync ? "sync" : "nosync");
+    const fs::path trace = scratch.dir / "strace.txt";
+    int rc = 0;
+    const std::string out = run("strace -f -qq -e trace=fdatasync,fsync -o '" + trace.string() + "' " +
+                                    program("VELREC") + " --fast --duration 3 --period 10 --out '" +
+                                    scratch.out.string() + "'" + (sync ? " --sync" : ""),
+                                &rc);
+    if (rc != 0 && out.find("ptrace") != std::string::npos) GTEST_SKIP() << "no ptrace here: " << out;
+    ASSERT_EQ(rc, 0) << out;
+    const std::string calls = readFile(trace);
+    for (std::size_t at = calls.find("sync("); at != std::string::npos; at = calls.find("sync(", at + 1)) {
+      ++syncs[sync];
+    }
+  }
+  EXPECT_EQ(syncs[0], 0u);
+  // Three seconds from wherever in a second the stream starts: three or four patches, the
+  // last of which may be the one that finishes the file.
+  EXPECT_GE(syncs[1], 2u);
+  EXPECT_LE(syncs[1], 4u);
 }

@@ -87,10 +87,11 @@ int expectedWavCode(const std::vector<TracedCall>& trace, std::size_t i) {
 }
 
 // Five seconds at 8 kHz into files of two seconds: two full files and one cut by the finish.
-void recordWav(const fs::path& dir, Watch& events, std::vector<uint8>* sent = nullptr) {
+void recordWav(const fs::path& dir, Watch& events, std::vector<uint8>* sent = nullptr, bool forceToStorage = false) {
   WavStream stream{8000, 1000, 2000000000};
   {
     WavRecorder rec(dir, "x", 2, nullptr, &events);
+    rec.setForceToStorage(forceToStorage);
     stream.run(rec, 5);
   }
   if (sent) *sent = stream.sent;
@@ -165,6 +166,36 @@ TEST(WavRecorderStorageFault, EachFailedCallIsReportedAndLeavesReadableFiles) {
     }
     expectWavFilesSound(dir, sent, events.suspect);
   });
+}
+
+TEST(WavRecorderStorageFault, ForcingToStorageSyncsAtEachPatchAndAFailedSyncIsADataError) {
+  for (const bool force : {false, true}) {
+    SCOPED_TRACE(force ? "forced" : "not forced");
+    TempDir tmp;
+    Watch events;
+    std::vector<uint8> sent;
+    FaultyFiles io;
+    recordWav(tmp.dir, events, &sent, force);
+    EXPECT_TRUE(events.errors.empty());
+    // Each size patch but the one that finishes a file comes with a sync when forced: two size
+    // fields a patch, three files.
+    const auto sizeFields = std::count_if(io.trace().begin(), io.trace().end(), [](const TracedCall& c) {
+      return c.kind == FileCall::Write && c.size == 4;
+    });
+    EXPECT_EQ(io.count(FileCall::Sync), force ? sizeFields / 2 - 3 : 0);
+    expectWavFilesSound(tmp.dir, sent, {});
+  }
+  TempDir tmp;
+  Watch events;
+  std::vector<uint8> sent;
+  {
+    FaultyFiles io;
+    io.failNth(FileCall::Sync, 2, EIO);
+    recordWav(tmp.dir, events, &sent, true);
+  }
+  ASSERT_EQ(events.errors.size(), 1u);
+  EXPECT_EQ(events.errors[0], std::make_pair(int{WAV_DATA_ERROR}, MavWavWriter::errorStr(WAV_DATA_ERROR)));
+  expectWavFilesSound(tmp.dir, sent, events.suspect);
 }
 
 TEST(WavRecorderStorageFault, FullDiskStopsCleanlyAtAnyPoint) {

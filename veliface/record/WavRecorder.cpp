@@ -97,7 +97,7 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   haveSeq_ = true;
   lastSeq_ = key->seqNum();
   haveHeader_ = true;
-  writer_.setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample());
+  writer_.setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample(), forceToStorage_);
 
   feed(info_);
   if (writer_.isInitFile()) return;  // the file could not be opened (reported)
