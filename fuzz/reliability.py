@@ -32,19 +32,31 @@ def targets():
 
 
 def campaign_row(campaign, target):
-    """(execs, execs per second, seconds, findings, note) of one target, or None without logs."""
+    """(execs, execs per second, seconds, findings, date of the logs, cut short) of one target,
+    or None without logs."""
     work = os.path.join(campaign, target)
     logs = sorted(glob.glob(os.path.join(work, "fuzz-*.log")))
     if not logs:
         return None
     execs = rate = seconds = 0
     findings = []
+    cut = False
     for log in logs:
         with open(log, errors="replace") as f:
             text = f.read()
         m = re.findall(r"stat::number_of_executed_units:\s*(\d+)", text)
         if m:
             execs += int(m[-1])
+        else:
+            # A run stopped from outside (the machine shut down) leaves no final statistics;
+            # its last status line still says how far it came.
+            cut = True
+            m = re.findall(r"^#(\d+)\s", text, re.M)
+            if m:
+                execs += int(m[-1])
+            m = re.findall(r"exec/s: (\d+)", text)
+            if m:
+                rate += int(m[-1])
         m = re.findall(r"stat::average_exec_per_sec:\s*(\d+)", text)
         if m:
             rate += int(m[-1])
@@ -56,7 +68,8 @@ def campaign_row(campaign, target):
                 findings.append(line.strip())
     artifacts = os.listdir(os.path.join(work, "artifacts")) if os.path.isdir(os.path.join(work, "artifacts")) else []
     findings += ["artifact " + a for a in sorted(artifacts)]
-    return execs, rate, seconds, findings
+    when = datetime.date.fromtimestamp(max(os.path.getmtime(l) for l in logs)).isoformat()
+    return execs, rate, seconds, findings, when, cut
 
 
 def run_faults(build):
@@ -98,30 +111,33 @@ def main():
            % datetime.date.today().isoformat(), ""]
 
     out += ["## Fuzzing", "",
-            "Last campaign (`fuzz/campaign.sh`, one core per target, two targets at a time), read "
-            "from libFuzzer's final statistics. Target: %s executions per target with no "
+            "Each target's last campaign (`fuzz/run.sh` by way of `fuzz/campaign.sh`, one core per "
+            "target, two targets at a time), read from libFuzzer's final statistics; a campaign of "
+            "ten million executions a target may span several days, so each row says when it ran. Target: %s executions per target with no "
             "crash, leak, timeout or out-of-memory report; every block a parse allocates is "
             "bounded (64 KiB plus the samples of a data chunk)." % format(TARGET_EXECS, ","), "",
-            "| target | executions | exec/s | seconds | findings | %s reached |" % "10M",
-            "|---|---:|---:|---:|---|---|"]
+            "| target | executions | exec/s | seconds | findings | %s reached | run on |" % "10M",
+            "|---|---:|---:|---:|---|---|---|"]
     total_findings = 0
     missing_minutes = 0.0
     short = []
     for t in targets():
         row = campaign_row(args.campaign, t)
         if row is None:
-            out.append("| %s | - | - | - | no campaign log | no |" % t)
+            out.append("| %s | - | - | - | no campaign log | no | - |" % t)
             short.append(t)
             continue
-        execs, rate, seconds, findings = row
+        execs, rate, seconds, findings, when, cut = row
         total_findings += len(findings)
         reached = execs >= TARGET_EXECS
         if not reached:
             short.append(t)
             missing_minutes += (TARGET_EXECS - execs) / max(rate, 1) / 60
         text = "none" if not findings else "; ".join(f.replace("|", "/")[:120] for f in findings[:3])
-        out.append("| %s | %s | %s | %d | %s | %s |" % (t, format(execs, ","), format(rate, ","), seconds, text,
-                                                       "yes" if reached else "no"))
+        if cut:
+            text += " (run cut short: figures from its last status line)"
+        out.append("| %s | %s | %s | %s | %s | %s | %s |" % (t, format(execs, ","), format(rate, ","),
+                                                            seconds or "-", text, "yes" if reached else "no", when))
     out.append("")
     if short:
         out.append("Targets below %s executions in this campaign: %s. At the rates above they need "
