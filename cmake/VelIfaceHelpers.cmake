@@ -27,3 +27,21 @@ function(veliface_add_test_dir name dir)
                        TEST_FILTER "*StorageFault*"
                        PROPERTIES LABELS fault)
 endfunction()
+
+# veliface_add_python_test(<name> <script> [LABEL <label>] [TIMEOUT <s>] [ARGS ...]): a ctest
+# test that runs a Python 3 script (label `unit`, 60 s by default). Nothing is registered
+# when no Python 3 interpreter is found.
+function(veliface_add_python_test name script)
+  cmake_parse_arguments(ARG "" "LABEL;TIMEOUT" "ARGS" ${ARGN})
+  if(NOT ARG_LABEL)
+    set(ARG_LABEL unit)
+  endif()
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 60)
+  endif()
+  find_package(Python3 COMPONENTS Interpreter)
+  if(Python3_Interpreter_FOUND)
+    add_test(NAME ${name} COMMAND Python3::Interpreter "${script}" ${ARG_ARGS})
+    set_tests_properties(${name} PROPERTIES LABELS ${ARG_LABEL} TIMEOUT ${ARG_TIMEOUT})
+  endif()
+endfunction()
