@@ -111,20 +111,21 @@ def main():
            % datetime.date.today().isoformat(), ""]
 
     out += ["## Fuzzing", "",
-            "Each target's last campaign (`fuzz/run.sh` by way of `fuzz/campaign.sh`, one core per "
-            "target, two targets at a time), read from libFuzzer's final statistics; a campaign of "
+            "Each target's last campaign (`fuzz/run.sh`, by way of `fuzz/campaign.sh` or on its own, "
+            "on a two-core machine; the processes of one campaign share its "
+            "corpus and their executions add up), read from libFuzzer's final statistics; a campaign of "
             "ten million executions a target may span several days, so each row says when it ran. Target: %s executions per target with no "
             "crash, leak, timeout or out-of-memory report; every block a parse allocates is "
             "bounded (64 KiB plus the samples of a data chunk)." % format(TARGET_EXECS, ","), "",
-            "| target | executions | exec/s | seconds | findings | %s reached | run on |" % "10M",
-            "|---|---:|---:|---:|---|---|---|"]
+            "| target | processes | executions | exec/s | seconds | findings | %s reached | run on |" % "10M",
+            "|---|---:|---:|---:|---:|---|---|---|"]
     total_findings = 0
     missing_minutes = 0.0
     short = []
     for t in targets():
         row = campaign_row(args.campaign, t)
         if row is None:
-            out.append("| %s | - | - | - | no campaign log | no | - |" % t)
+            out.append("| %s | - | - | - | - | no campaign log | no | - |" % t)
             short.append(t)
             continue
         execs, rate, seconds, findings, when, cut = row
@@ -136,7 +137,8 @@ def main():
         text = "none" if not findings else "; ".join(f.replace("|", "/")[:120] for f in findings[:3])
         if cut:
             text += " (run cut short: figures from its last status line)"
-        out.append("| %s | %s | %s | %s | %s | %s | %s |" % (t, format(execs, ","), format(rate, ","),
+        processes = len(glob.glob(os.path.join(args.campaign, t, "fuzz-*.log")))
+        out.append("| %s | %d | %s | %s | %s | %s | %s | %s |" % (t, processes, format(execs, ","), format(rate, ","),
                                                             seconds or "-", text, "yes" if reached else "no", when))
     out.append("")
     if short:

@@ -35,11 +35,12 @@ class CampaignRowTest(unittest.TestCase):
     def tearDown(self):
         self.dir.cleanup()
 
-    def target(self, name, log, artifacts=()):
+    def target(self, name, *logs, artifacts=()):
         work = os.path.join(self.campaign, name)
         os.makedirs(os.path.join(work, "artifacts"))
-        with open(os.path.join(work, "fuzz-0.log"), "w") as f:
-            f.write(log)
+        for i, log in enumerate(logs):
+            with open(os.path.join(work, "fuzz-%d.log" % i), "w") as f:
+                f.write(log)
         for a in artifacts:
             open(os.path.join(work, "artifacts", a), "w").close()
 
@@ -53,6 +54,11 @@ class CampaignRowTest(unittest.TestCase):
         self.target("t", CUT)
         execs, rate, seconds, findings, _, cut = reliability.campaign_row(self.campaign, "t")
         self.assertEqual((execs, rate, seconds, findings, cut), (2998011, 2124, 0, [], True))
+
+    def test_the_processes_of_one_campaign_add_up(self):
+        self.target("t", FINISHED.replace("10000000", "5000000"), CUT)
+        execs, rate, seconds, findings, _, cut = reliability.campaign_row(self.campaign, "t")
+        self.assertEqual((execs, rate, seconds, findings, cut), (7998011, 2701 + 2124, 3702, [], True))
 
     def test_sanitizer_reports_and_artifacts_are_findings(self):
         self.target("t", CRASH, artifacts=["crash-abc"])
