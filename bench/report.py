@@ -66,7 +66,7 @@ PATHS = [
     {
         "key": "SpectrumLine",
         "title": "Spectrum lines",
-        "program": "spec_bench",
+        "program": "spectrum_line_bench",
         "unit": "ns per bin",
         "anchor": "std::to_chars + one write per line",
         "target": ("ratio", "<=", 2.0),

@@ -76,7 +76,7 @@ class ReportTest(unittest.TestCase):
                    "run_type": "iteration", "error_occurred": True, "error_message": "no carry-less multiply"}])
         self.write("gbench/crc_bench.json", json.dumps({"benchmarks": crc}))
         spec = run("BM_Path_SpectrumLine", 1, ours=[30.0], anchor=[10.0], ratio=[3.0])
-        self.write("gbench/spec_bench.json", json.dumps({"benchmarks": spec}))
+        self.write("gbench/spectrum_line_bench.json", json.dumps({"benchmarks": spec}))
         self.write("gbench/stream_bench.json", '{"benchmarks": [')  # a program that crashed
         page = self.page()
 

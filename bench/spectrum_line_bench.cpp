@@ -45,7 +45,7 @@ MavSpectrumFileData record() {
 
 MavSpectrumFileHeader header() {
   MavSpectrumFileHeader h;
-  h.setFname("spec_bench");
+  h.setFname("spectrum_line_bench");
   h.setStartDt(1700000001);
   h.setSampleRate(512000);
   h.setNumPts(2048);
@@ -63,7 +63,7 @@ void perBin(benchmark::State& state) {
 // The writer: one data record per iteration through MavSpecWriter::feed.
 void BM_SpecWriterLine(benchmark::State& state) {
   VelLog::setSink([](const std::string&) {});
-  const std::filesystem::path file = "/tmp/spec_bench.txt";
+  const std::filesystem::path file = "/tmp/spectrum_line_bench.txt";
   std::filesystem::remove(file);
   MavSpecWriter writer(3600, L"/tmp");
   MavSpectrumFileHeader h = header();
@@ -90,7 +90,7 @@ BENCHMARK(BM_SpecWriterLine)->UseRealTime();
 
 // The data line alone on a narrow std::ofstream (no header, no writer).
 void BM_SpecLineOfstream(benchmark::State& state) {
-  const char* const path = "/tmp/spec_bench_ofs.txt";
+  const char* const path = "/tmp/spectrum_line_bench_ofs.txt";
   std::ofstream os(path, std::ios::binary);
   MavSpectrumFileData d = record();
   int lines = 0;
@@ -155,7 +155,7 @@ class AnchorLines {
 };
 
 void BM_AnchorToCharsWrite(benchmark::State& state) {
-  AnchorLines anchor("/tmp/spec_bench_anchor.txt");
+  AnchorLines anchor("/tmp/spectrum_line_bench_anchor.txt");
   int lines = 0;
   for (auto _ : state) {
     anchor.line();
@@ -183,15 +183,15 @@ double threadSeconds() {
 void BM_Path_SpectrumLine(benchmark::State& state) {
   constexpr int kBatch = 64;
   VelLog::setSink([](const std::string&) {});
-  const std::filesystem::path file = "/tmp/spec_bench_path.txt";
+  const std::filesystem::path file = "/tmp/spectrum_line_bench_path.txt";
   std::filesystem::remove(file);
   MavSpecWriter writer(3600, L"/tmp");
   MavSpectrumFileHeader h = header();
-  h.setFname("spec_bench_path");
+  h.setFname("spectrum_line_bench_path");
   MavSpectrumFileData d = record();
   writer.feed(h);
   writer.feed(d);  // the frequency line and the first data line: once per file, not timed
-  AnchorLines anchor("/tmp/spec_bench_path_anchor.txt");
+  AnchorLines anchor("/tmp/spectrum_line_bench_path_anchor.txt");
   if (!writer.isOpen() || !anchor.ok()) {
     state.SkipWithError("cannot open /tmp files");
     return;
