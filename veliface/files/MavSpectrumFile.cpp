@@ -177,18 +177,14 @@ std::basic_ostream<CharT>& writeData(std::basic_ostream<CharT>& os, const MavSpe
 
 // --- reading -------------------------------------------------------------------------------
 
-std::vector<std::string> splitTabs(const std::string& line) {
-  std::vector<std::string> cols;
-  std::size_t start = 0;
-  for (;;) {
-    const std::size_t tab = line.find('\t', start);
-    if (tab == std::string::npos) {
-      cols.push_back(line.substr(start));
-      return cols;
-    }
-    cols.push_back(line.substr(start, tab - start));
-    start = tab + 1;
-  }
+// The next tab-ended column of `line` from `pos`: false when no tab follows; otherwise the
+// column's text goes to `col` and `pos` moves past its tab.
+bool nextColumn(const std::string& line, std::size_t& pos, std::string& col) {
+  const std::size_t tab = line.find('\t', pos);
+  if (tab == std::string::npos) return false;
+  col.assign(line, pos, tab - pos);
+  pos = tab + 1;
+  return true;
 }
 
 // Whole-text number conversions: false (value untouched) on anything but a clean number.
@@ -392,10 +388,13 @@ MavSpectrumFileData MavSpectrumFileData::fromStreamData(const VelStreamDataPaylo
 bool MavSpectrumFileData::deserialise(const std::string& line, int day) {
   std::string text = line;
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-  std::vector<std::string> cols = splitTabs(text);
-  // Every column, the last bin included, ends with a tab: the final field is empty.
-  if (cols.size() < 7 || !cols.back().empty()) return false;
-  cols.pop_back();
+  // The columns are read one at a time rather than split into a list first: a line of
+  // thousands of tabs must cost no more memory than the levels it carries.
+  std::vector<std::string> cols(6);
+  std::size_t pos = 0;
+  for (std::string& col : cols) {
+    if (!nextColumn(text, pos, col)) return false;
+  }
   int tod = 0;
   float temperature = 0.0f;
   float humidity = 0.0f;
@@ -406,10 +405,16 @@ bool MavSpectrumFileData::deserialise(const std::string& line, int day) {
     return false;
   }
   const std::size_t count = static_cast<std::size_t>(std::max<int>(bins, 0));
-  if (cols.size() != 6 + count) return false;
+  // Every column, the last bin included, ends with a tab: one tab per level and nothing after
+  // the last one.
+  if (static_cast<std::size_t>(std::count(text.begin() + static_cast<std::ptrdiff_t>(pos), text.end(), '\t')) != count ||
+      (pos < text.size() && text.back() != '\t')) {
+    return false;
+  }
   std::shared_ptr<uint8[]> levels(new uint8[std::max<std::size_t>(count, 1)]);
+  std::string level;
   for (std::size_t i = 0; i < count; ++i) {
-    if (!toInt(cols[6 + i], levels[i])) return false;
+    if (!nextColumn(text, pos, level) || !toInt(level, levels[i])) return false;
   }
   comment_ = cols[1];
   temperature_ = temperature;
