@@ -13,6 +13,7 @@ Usage: fuzz/reliability.py [--build DIR] [--campaign DIR] [--soak N] [--out FILE
 """
 
 import argparse
+import collections
 import datetime
 import glob
 import os
@@ -31,9 +32,13 @@ def targets():
                   if f.endswith("_fuzz.cpp"))
 
 
+Campaign = collections.namedtuple("Campaign", "processes execs rate seconds findings when cut")
+
+
 def campaign_row(campaign, target):
-    """(execs, execs per second, seconds, findings, date of the logs, cut short) of one target,
-    or None without logs."""
+    """The Campaign of one target: its process count, executions and executions per second summed
+    over its processes, the longest run's seconds, findings, the logs' date and whether a run was
+    cut short; None without logs."""
     work = os.path.join(campaign, target)
     logs = sorted(glob.glob(os.path.join(work, "fuzz-*.log")))
     if not logs:
@@ -69,7 +74,7 @@ def campaign_row(campaign, target):
     artifacts = os.listdir(os.path.join(work, "artifacts")) if os.path.isdir(os.path.join(work, "artifacts")) else []
     findings += ["artifact " + a for a in sorted(artifacts)]
     when = datetime.date.fromtimestamp(max(os.path.getmtime(l) for l in logs)).isoformat()
-    return execs, rate, seconds, findings, when, cut
+    return Campaign(len(logs), execs, rate, seconds, findings, when, cut)
 
 
 def run_faults(build):
@@ -128,7 +133,7 @@ def main():
             out.append("| %s | - | - | - | - | no campaign log | no | - |" % t)
             short.append(t)
             continue
-        execs, rate, seconds, findings, when, cut = row
+        processes, execs, rate, seconds, findings, when, cut = row
         total_findings += len(findings)
         reached = execs >= TARGET_EXECS
         if not reached:
@@ -137,7 +142,6 @@ def main():
         text = "none" if not findings else "; ".join(f.replace("|", "/")[:120] for f in findings[:3])
         if cut:
             text += " (run cut short: figures from its last status line)"
-        processes = len(glob.glob(os.path.join(args.campaign, t, "fuzz-*.log")))
         out.append("| %s | %d | %s | %s | %s | %s | %s | %s |" % (t, processes, format(execs, ","), format(rate, ","),
                                                             seconds or "-", text, "yes" if reached else "no", when))
     out.append("")

@@ -46,23 +46,25 @@ class CampaignRowTest(unittest.TestCase):
 
     def test_final_statistics_give_executions_rate_and_seconds(self):
         self.target("t", FINISHED)
-        execs, rate, seconds, findings, when, cut = reliability.campaign_row(self.campaign, "t")
-        self.assertEqual((execs, rate, seconds, findings, cut), (10000000, 2701, 3702, [], False))
-        self.assertRegex(when, r"^\d{4}-\d\d-\d\d$")
+        row = reliability.campaign_row(self.campaign, "t")
+        self.assertEqual((row.processes, row.execs, row.rate, row.seconds, row.findings, row.cut),
+                         (1, 10000000, 2701, 3702, [], False))
+        self.assertRegex(row.when, r"^\d{4}-\d\d-\d\d$")
 
     def test_a_run_cut_short_counts_up_to_its_last_status_line(self):
         self.target("t", CUT)
-        execs, rate, seconds, findings, _, cut = reliability.campaign_row(self.campaign, "t")
-        self.assertEqual((execs, rate, seconds, findings, cut), (2998011, 2124, 0, [], True))
+        row = reliability.campaign_row(self.campaign, "t")
+        self.assertEqual((row.execs, row.rate, row.seconds, row.findings, row.cut), (2998011, 2124, 0, [], True))
 
     def test_the_processes_of_one_campaign_add_up(self):
         self.target("t", FINISHED.replace("10000000", "5000000"), CUT)
-        execs, rate, seconds, findings, _, cut = reliability.campaign_row(self.campaign, "t")
-        self.assertEqual((execs, rate, seconds, findings, cut), (7998011, 2701 + 2124, 3702, [], True))
+        row = reliability.campaign_row(self.campaign, "t")
+        self.assertEqual((row.processes, row.execs, row.rate, row.seconds, row.findings, row.cut),
+                         (2, 7998011, 2701 + 2124, 3702, [], True))
 
     def test_sanitizer_reports_and_artifacts_are_findings(self):
         self.target("t", CRASH, artifacts=["crash-abc"])
-        findings = reliability.campaign_row(self.campaign, "t")[3]
+        findings = reliability.campaign_row(self.campaign, "t").findings
         self.assertEqual(len(findings), 2)
         self.assertIn("AddressSanitizer", findings[0])
         self.assertEqual(findings[1], "artifact crash-abc")

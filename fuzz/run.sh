@@ -73,4 +73,6 @@ if [[ $status -ne 0 || $after -gt $before ]]; then
   ls -t "$work/artifacts" >&2
   exit 1
 fi
-echo "fuzz_$target: no findings in ${seconds}s on $jobs cores"
+# The limit that ended the campaign may be the run count, not the time, so say what was done.
+done_runs=$(cat fuzz-*.log 2>/dev/null | sed -n 's/^stat::number_of_executed_units: *//p' | awk '{ n += $1 } END { print n + 0 }')
+echo "fuzz_$target: no findings in $done_runs executions (at most ${seconds}s) on $jobs cores"
