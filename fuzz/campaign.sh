@@ -6,8 +6,8 @@
 # build/fuzz/campaign/TARGET/ (or $FUZZ_WORK/TARGET) for fuzz/reliability.py, the output of
 # each run in build/fuzz/campaign-TARGET.out. Exits non-zero when any target had findings.
 #
-# With FUZZ_RUNS=N set, a target whose last logs already show N executions or more and no
-# findings is not run again, so that a campaign cut short (a machine shut down) goes on where
+# With FUZZ_RUNS=N set, a target whose last logs already show N executions or more in all and
+# no findings is not run again, so that a campaign cut short (a machine shut down) goes on where
 # it stopped when it is started again.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -20,15 +20,19 @@ targets=$(cd "$root/fuzz" && ls *_fuzz.cpp | sed 's/_fuzz\.cpp$//')
 cmake --build "$root/build/fuzz" -j2 >/dev/null || exit 1
 
 done_already() {
-  local work=${FUZZ_WORK:-$root/build/fuzz/campaign}/$1 log n
+  local work=${FUZZ_WORK:-$root/build/fuzz/campaign}/$1 log n total=0
   [[ -n ${FUZZ_RUNS:-} ]] || return 1
   [[ -z $(ls -A "$work/artifacts" 2>/dev/null) ]] || return 1
+  # The processes of one campaign share its corpus, so their executions add up, as in the
+  # report; a log without final statistics (a run cut short) leaves the target to be run again.
   for log in "$work"/fuzz-*.log; do
     [[ -f $log ]] || return 1
     grep -qE 'ERROR: |runtime error:|fuzz check failed' "$log" && return 1
     n=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n1)
-    [[ -n $n && $n -ge $FUZZ_RUNS ]] || return 1
+    [[ -n $n ]] || return 1
+    total=$((total + n))
   done
+  [[ $total -ge $FUZZ_RUNS ]]
 }
 todo=()
 for t in $targets; do

@@ -12,7 +12,8 @@
 #                        64 KiB more); 1 MiB, the smallest limit the flag can express, is a
 #                        bound no input may break.
 # New inputs go to build/fuzz/campaign/TARGET/corpus (FUZZ_WORK replaces build/fuzz/campaign), crashes to .../artifacts, and each
-# process writes its output, final statistics included, to .../fuzz-N.log; the
+# process writes its output, final statistics included, to .../fuzz-N.log (the logs of the
+# campaign before are moved to .../old/<their date>/); the
 # committed seeds in fuzz/corpus/TARGET are read, never written. A crash found is kept in
 # the corpus by copying it to fuzz/corpus/TARGET/regress-<what> and committing it.
 # FUZZ_RUNS=N also stops each process after N executions (a campaign of a set size, e.g.
@@ -46,7 +47,13 @@ cmake --build "$build" --target "fuzz_$target" -j2 >/dev/null
 
 work=${FUZZ_WORK:-$build/campaign}/$target
 mkdir -p "$work/corpus" "$work/artifacts"
-rm -f "$work"/fuzz-*.log
+# The last campaign's logs are what the reliability report reads. Keep them under old/ rather
+# than delete them, so that a short run started by mistake cannot wipe out a long campaign.
+if compgen -G "$work/fuzz-*.log" >/dev/null; then
+  kept=$work/old/$(date -r "$(ls -t "$work"/fuzz-*.log | head -n1)" +%Y%m%dT%H%M%S)
+  mkdir -p "$kept"
+  mv "$work"/fuzz-*.log "$kept/"
+fi
 before=$(ls "$work/artifacts" | wc -l)
 
 if command -v llvm-symbolizer-14 >/dev/null; then
