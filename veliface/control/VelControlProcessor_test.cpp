@@ -2,6 +2,7 @@
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
 
+#include <ControlFrames.h>
 #include <LogCapture.h>
 #include <SplitFeed.h>
 
@@ -24,15 +25,9 @@ const Bytes kUnknown47 = {0x2A, 0x47, 0x00, 0x00, 0xD8, 0xC7};
 const Bytes kNotHandled5A = {0x2A, 0x5A, 0x00, 0x00, 0xEA, 0xC6};
 const Bytes kSetBaud = {0x2A, 0x42, 0x01, 0x00, 0x07, 0x00, 0x00};
 
-// Enquire response of a type-5 device with a version-5 record: 59 payload bytes, none of
-// them 0x2A. The device's CRC of an enquire response is never read, so any two bytes do.
+// The device's CRC of an enquire response is never read, so any two bytes do.
 const Bytes kEnquireHeader = {0x2A, 0x45, 0x3B, 0x00};
-const Bytes kEnquirePayload = {
-    0x34, 0x12, '1', '.', '2', '.', '3', 0, 0, 0,                       // serial, firmware
-    'J', 'a', 'n', ' ', '0', '2', ' ', '2', '0', '2', '4', 0, 0, 0, 0, 0, 0, 0,  // build date
-    0x05, 0x01, 0x00, 0x00,                                             // type, status, reserved
-    0x05, 0x02, 0x01, 0x04, 0x03, 0x06, 0x05, 0x07, 0x50, 0x02, 0x03,   // HF record v5
-    'R', '1', '.', '5', 0, 0, 0, 0, 0x01, 0x02, 'A', 'u', 'r', 'e', 'l', 0};
+const Bytes kEnquirePayload = veliface::test::enquirePayload();
 const Bytes kEnquireCrc = {0x11, 0x22};
 const Bytes kEnquire = cat({kEnquireHeader, kEnquirePayload, kEnquireCrc});
 
