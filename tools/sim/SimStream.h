@@ -3,7 +3,7 @@
 /// frames, driven by a sample clock. No sockets: frames go to an output buffer.
 
 #include <sim/FaultInjector.h>
-#include <sim/SampleChecksum.h>
+#include <veliface/host/SampleChecksum.h>
 #include <sim/SignalGenerator.h>
 #include <sim/SpectrumComputer.h>
 #include <sim/StreamClock.h>
@@ -53,7 +53,7 @@ struct StreamSetup {
 struct StreamStats {
   uint64 samples = 0;      ///< sample frames (waveform) or bins (spectrum) sent
   uint64 bytes = 0;        ///< sample bytes sent
-  uint64 checksum = SampleChecksum().value();  ///< checksum of the sample bytes sent
+  uint64 checksum = veliface::host::SampleChecksum().value();  ///< checksum of the sample bytes sent
   uint64 frames = 0;       ///< data frames sent
   uint64 dropped = 0;      ///< data frames dropped by the fault injector
   uint64 headers = 0;      ///< event headers sent
@@ -119,7 +119,7 @@ class SimStream {
   uint64 next_ = 0;
   uint64 nextHeader_ = 0;
   StreamStats stats_;
-  SampleChecksum checksum_;  // stats_.checksum is its value
+  veliface::host::SampleChecksum checksum_;  // stats_.checksum is its value
 };
 
 }  // namespace velsim

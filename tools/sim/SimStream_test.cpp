@@ -16,7 +16,7 @@ constexpr int64 kStart = 1700000000;
 struct Decoded {
   std::vector<std::shared_ptr<VelStreamEventHeaderPayload>> headers;
   std::vector<std::shared_ptr<VelStreamDataPayload>> data;
-  SampleChecksum sum;  // recomputed over the received sample bytes
+  veliface::host::SampleChecksum sum;  // recomputed over the received sample bytes
   uint64 checksum() const { return sum.value(); }
 };
 

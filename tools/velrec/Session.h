@@ -1,15 +1,10 @@
 #pragma once
-// One recording: the bytes of each channel in, decoded by the library's stream processors,
-// recorded by the recording glue to WAV and spectrum files, and counted for the status line
-// and the summary. Optionally every received byte is also kept per channel for replay.
+// One recording: the bytes of each channel in, decoded and recorded by the library's host
+// layer, and counted for the status line and the summary. Optionally every received byte is
+// also kept per channel for replay.
 
-#include <mavcommon/CircularByteBuffer.h>
 #include <mavcommon/MavTypes.h>
-#include <sim/SampleChecksum.h>
-#include <veliface/record/RecordListener.h>
-#include <veliface/record/SpectrumRecorder.h>
-#include <veliface/record/WavRecorder.h>
-#include <veliface/stream/VelStreamProcessor.h>
+#include <veliface/host/DeviceRecording.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -47,14 +42,7 @@ class Capture {
 };
 
 /// A file the recording wrote.
-struct FileRecord {
-  std::filesystem::path path;  ///< where it is
-  uint64 bytes = 0;            ///< its size when closed
-  uint64 samples = 0;          ///< sample frames (WAV) or data lines (spectrum)
-  uint64 dataBytes = 0;        ///< sample bytes (WAV)
-  bool wav = false;            ///< WAV (else spectrum text)
-  bool unread = false;         ///< WAV whose header could not be read back (no samples)
-};
+using FileRecord = veliface::host::RecordedFile;
 
 /// Figures of a running recording.
 struct Counters {
@@ -100,76 +88,32 @@ class Session {
   /// Finishes every open file.
   void finish();
   /// Counts a reconnection to the device.
-  void noteReconnect() { ++counters_.reconnects; }
+  void noteReconnect() { ++reconnects_; }
   /// Sets who hears of stream notifications.
   void setNotifySink(NotifySink sink) { notify_ = std::move(sink); }
 
   /// The figures so far.
-  const Counters& counters() const { return counters_; }
+  Counters counters() const;
   /// Files closed so far, in the order they were closed.
-  const std::vector<FileRecord>& files() const { return files_; }
-  /// Checksum (the simulator's `SampleChecksum`) over the sample bytes of the closed WAV files, read back from the files.
-  uint64 checksum() const { return checksum_.value(); }
+  const std::vector<FileRecord>& files() const { return recording_.files(); }
+  /// Checksum (`SampleChecksum`) over the sample bytes written to the WAV files.
+  uint64 checksum() const { return recording_.checksum(); }
   /// True once the waveform stream has run for the duration (dropped frames count as time).
-  bool limitReached() const;
+  bool limitReached() const { return recording_.limitReached(); }
   /// True once the spectrum stream has run for the duration too (its header of the second
   /// after the end has come).
-  bool spectrumDone() const { return specDone_; }
-  /// The first error that stops the recording (a writer error or an unreadable file), or "".
-  const std::string& failure() const { return failure_; }
+  bool spectrumDone() const { return recording_.spectrumDone(); }
+  /// The first error that stops the recording (a writer error), or "".
+  const std::string& failure() const { return failure_.empty() ? recording_.failure() : failure_; }
 
  private:
-  // Forwards one recorder's callbacks with the kind of file it writes.
-  class Tap : public veliface::record::RecordListener {
-   public:
-    Tap(Session& s, bool wav) : session_(s), wav_(wav) {}
-    void fileOpened(const std::filesystem::path& path) override;
-    void fileClosed(const std::filesystem::path& path, uint64 bytes) override;
-    void bytesWritten(uint64 total) override;
-    void missedSamples(uint64 count) override;
-    void sequenceLoss(uint64 lastSeq, uint64 seq) override;
-    void error(int code, const std::string& text) override;
-
-   private:
-    Session& session_;
-    bool wav_;
-  };
-
-  struct Port {
-    explicit Port(VelStreamType type) : parser(type), ring(1 << 20) {}
-    VelStreamProcessor parser;
-    CircularByteBuffer ring;
-    bool atFrame = true;  // the parser waits for the start of a frame
-  };
-
-  void decode(Channel ch, Port& port, const uint8* data, std::size_t n);
-  static void skipNoise(Port& port);
-  uint64 limitSamples() const;
-  void countGap(uint64 upto);
-  void take(Channel ch, const VelStreamMessage& msg);
-  void closedWav(const std::filesystem::path& path, uint64 bytes);
+  void report();
   void fail(const std::string& text);
 
-  SessionConfig config_;
   Capture* capture_;
-  Tap wavTap_{*this, true};
-  Tap specTap_{*this, false};
-  veliface::record::WavRecorder wav_;
-  veliface::record::SpectrumRecorder spec_;
-  std::unique_ptr<Port> wavePort_;
-  std::unique_ptr<Port> specPort_;
-  Counters counters_;
-  std::vector<FileRecord> files_;
-  velsim::SampleChecksum checksum_;
-  uint64 specLinesAtOpen_ = 0;
-  uint64 positionBase_ = 0;  // stream time of the connections before this one
-  uint64 position_ = 0;      // stream time on this connection (samples)
-  bool expectKnown_ = false; // position_ is where the next data frame starts
-  double specBase_ = 0;      // spectrum stream time of the connections before this one (s)
-  double specTime_ = 0;      // spectrum stream time on this connection (s)
-  bool specDone_ = false;
-  uint32 specRate_ = 0;      // FFT sample rate of the last spectrum header
-  uint64 frameSize_ = 0;     // the largest data frame seen (samples)
+  veliface::host::DeviceRecording recording_;
+  uint64 received_ = 0;
+  uint64 reconnects_ = 0;
   std::string failure_;
   NotifySink notify_;
 };

@@ -68,7 +68,7 @@ class Status {
     const auto now = Clock::now();
     const auto every = console_.tty() ? std::chrono::milliseconds(500) : std::chrono::milliseconds(10000);
     if (!force && now - last_ < every) return;
-    const Counters& c = session_.counters();
+    const Counters c = session_.counters();
     const double dt = std::chrono::duration<double>(now - last_).count();
     const double rate = dt > 0 ? static_cast<double>(c.received - lastReceived_) / dt / 1000.0 : 0.0;
     const double audio = c.sampleRate ? static_cast<double>(c.waveSamples) / c.sampleRate : 0.0;
@@ -304,7 +304,7 @@ void summary(Console& console, const Session& s) {
   for (const FileRecord& f : s.files()) {
     if (f.wav) {
       console.out("wrote " + f.path.string() + " samples=" + std::to_string(f.samples) +
-                  " bytes=" + std::to_string(f.bytes) + (f.unread ? " (header not readable)" : ""));
+                  " bytes=" + std::to_string(f.bytes) + (f.samples == 0 ? " (no samples)" : ""));
       samples += f.samples, bytes += f.dataBytes, ++wavFiles;
     } else {
       console.out("wrote " + f.path.string() + " lines=" + std::to_string(f.samples) +

@@ -66,8 +66,9 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     MavWavHeaderProcessor reader;
     const bool read = reader.pump(ring);
     const auto hdr = reader.header();
-    if (l.find("(header not readable)") != std::string::npos) {
-      // Only a file opened by a last event header, with no samples, is left unread.
+    if (l.find("(no samples)") != std::string::npos) {
+      // A file opened by a last event header that no sample reached: the reader wants bytes
+      // after the data chunk's header, so it reads as incomplete.
       EXPECT_EQ(f.at("samples"), "0") << path;
       EXPECT_LT(bytes.size(), 1024u) << path;
       continue;

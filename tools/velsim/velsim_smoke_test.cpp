@@ -78,7 +78,7 @@ TEST(Velsim, EnquireThenStreamTwoSecondsAndCompareTheSummary) {
   VelStreamProcessor sp(VEL_STREAM_WAVEFORM);
   std::vector<uint32> notes;
   uint64 samples = 0, frames = 0, headers = 0;
-  velsim::SampleChecksum checksum;
+  veliface::host::SampleChecksum checksum;
   while (auto m = sp.pump(sbuf)) {
     const auto p = m->payload();
     if (auto n = std::dynamic_pointer_cast<VelStreamNotifyPayload>(p)) notes.push_back(n->errorCode());

@@ -3,6 +3,7 @@
 
 #include <mavcommon/MavTypes.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
@@ -20,6 +21,11 @@ class RecordListener {
   virtual void fileClosed(const std::filesystem::path& path, uint64 bytes) { (void)path, (void)bytes; }
   /// Running total of sample bytes (waveform) or data lines (spectrum) written since start.
   virtual void bytesWritten(uint64 total) { (void)total; }
+  /// Sample bytes of `frames` sample frames went into the open WAV file, little-endian as
+  /// they stand in it; lets a host check what was written without reading the file back.
+  virtual void samplesWritten(const uint8* data, std::size_t bytes, uint32 frames) {
+    (void)data, (void)bytes, (void)frames;
+  }
   /// `count` samples are missing between two consecutive blocks of one second.
   virtual void missedSamples(uint64 count) { (void)count; }
   /// Two consecutive event headers are not one second of samples apart.

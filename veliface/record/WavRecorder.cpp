@@ -158,9 +158,20 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
     block.setData(swapped_.data());
     block.setBigEndian(false);
   }
-  if (feed(block)) {
+  // Only a block the writer took without an error counts as written: the figures a host
+  // shows must be what the file holds.
+  bool clean = false;
+  const bool consumed = tracked([&] {
+    const bool taken = writer_.feed(block);
+    clean = writer_.errorCode() == WAV_NO_ERROR;
+    return taken;
+  });
+  if (consumed && clean) {
     totalBytes_ += block.dataSize();
-    if (listener_) listener_->bytesWritten(totalBytes_);
+    if (listener_) {
+      listener_->samplesWritten(block.data(), block.dataSize(), block.numSamples());
+      listener_->bytesWritten(totalBytes_);
+    }
   }
 }
 

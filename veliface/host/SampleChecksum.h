@@ -1,13 +1,13 @@
 #pragma once
-/// \file The checksum both ends of a recording print over the sample bytes, so that what the
-/// simulator sent and what the files hold can be compared.
+/// \file The checksum both ends of a recording print over the sample bytes, so that what a
+/// device (or the simulator) sent and what the files hold can be compared.
 
 #include <mavcommon/MavTypes.h>
 
 #include <cstddef>
 #include <cstring>
 
-namespace velsim {
+namespace veliface::host {
 
 /// A 64-bit checksum of a byte sequence, fed in pieces of any size.
 ///
@@ -65,4 +65,4 @@ class SampleChecksum {
   std::size_t pending_ = 0;
 };
 
-}  // namespace velsim
+}  // namespace veliface::host

@@ -1,4 +1,4 @@
-#include <sim/SampleChecksum.h>
+#include <veliface/host/SampleChecksum.h>
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-namespace velsim {
+namespace veliface::host {
 namespace {
 
 uint64 whole(const std::vector<uint8>& bytes) {
@@ -66,4 +66,4 @@ TEST(SampleChecksum, TellsApartChangedSwappedMissingAndExtraBytes) {
 }
 
 }  // namespace
-}  // namespace velsim
+}  // namespace veliface::host
