@@ -1,13 +1,12 @@
 #include "Network.h"
 
+#include <veliface/host/StreamSession.h>
+
 namespace velrec {
 
 using asio::ip::tcp;
 
 namespace {
-
-// The host opens a stream port with this frame: code 'S', the marker, payload length 0.
-const std::array<uint8, 4> kStartMessage{{0x53, 0x2A, 0x00, 0x00}};
 
 // Runs `io` until `done` or `timeout`; what is still pending is cancelled through `cancel`.
 template <typename Cancel>
@@ -90,7 +89,7 @@ void StreamConn::connect() {
       return;
     }
     asio::error_code wec;
-    asio::write(*sock, asio::buffer(kStartMessage), wec);
+    asio::write(*sock, asio::buffer(veliface::host::StreamSession::startMessage()), wec);
     if (wec) {
       lose(wec.message());
       return;

@@ -265,7 +265,7 @@ TEST(Velrec, KeepsRecordingThroughInjectedFaultsAndCountsEveryDroppedFrame) {
 
   ASSERT_NE(sent["dropped"], "0");  // the run must actually lose frames
   EXPECT_EQ(fields(find(lines, "velrec: lost frames="))["frames"], sent["dropped"]);
-  EXPECT_NE(find(lines, "velrec: bad CRC on the answer of command"), "");
+  EXPECT_NE(find(lines, "velrec: bad CRC on the answer to "), "");
   const Recorded r = checkFiles(lines, 48000);
   EXPECT_EQ(std::to_string(r.frames), sent["samples"]);
   EXPECT_EQ(r.checksum, sent["checksum"]);
