@@ -1,7 +1,5 @@
 #include "DeviceControl.h"
 
-#include <sim/SimDevice.h>
-
 #include <veliface/common/VelCommand.h>
 #include <veliface/host/ControlSession.h>
 #include <veliface/host/DeviceText.h>
@@ -16,19 +14,6 @@
 #include <algorithm>
 
 namespace velrec {
-
-bool SimLink::send(const std::vector<uint8>& frame) {
-  const velsim::Bytes reply = device_.handleControl(frame.data(), frame.size());
-  pending_.insert(pending_.end(), reply.begin(), reply.end());
-  return true;
-}
-
-std::size_t SimLink::receive(uint8* buf, std::size_t max, std::chrono::milliseconds) {
-  const std::size_t n = std::min(max, pending_.size());
-  std::copy_n(pending_.begin(), n, buf);
-  pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(n));
-  return n;
-}
 
 DeviceControl::DeviceControl(ControlLink& link, Console& console, Capture* capture)
     : link_(link), console_(console), capture_(capture) {}

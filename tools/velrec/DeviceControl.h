@@ -1,7 +1,7 @@
 #pragma once
 // The control-channel conversation velrec has with a device before it records: who are you,
-// take this job, set your clock. The transport is a small interface so that the simulated
-// device in this process and a device across the network are driven the same way.
+// take this job, set your clock. The library's control session frames, checks and decodes;
+// this side only moves bytes over a link and keeps time.
 
 #include "Console.h"
 #include "Session.h"
@@ -18,10 +18,6 @@ class VelControlMessage;
 class VelControlMsgPayload;
 class VelEnquireCmd;
 
-namespace velsim {
-class SimDevice;
-}
-
 namespace velrec {
 
 /// A control channel: requests out, response bytes back.
@@ -32,19 +28,6 @@ class ControlLink {
   virtual bool send(const std::vector<uint8>& frame) = 0;
   /// Waits up to `timeout` for bytes; returns how many were put at `buf` (0: none came).
   virtual std::size_t receive(uint8* buf, std::size_t max, std::chrono::milliseconds timeout) = 0;
-};
-
-/// The control channel of the simulated device in this process.
-class SimLink : public ControlLink {
- public:
-  /// Talks to `device`, which must outlive the link.
-  explicit SimLink(velsim::SimDevice& device) : device_(device) {}
-  bool send(const std::vector<uint8>& frame) override;
-  std::size_t receive(uint8* buf, std::size_t max, std::chrono::milliseconds timeout) override;
-
- private:
-  velsim::SimDevice& device_;
-  std::vector<uint8> pending_;
 };
 
 /// Requests and their responses over a control link. Every received byte goes to the

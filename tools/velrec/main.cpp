@@ -1,15 +1,12 @@
 // velrec: records what a device streams to WAV and spectrum files. With no device named it
-// records the simulated device running in this process; with --device it talks to a device
+// starts the simulated device (velsim) on loopback and records it; with --device it talks to a device
 // (or velsim) over TCP; with --replay it records a raw waveform stream capture.
 
 #include "Console.h"
 #include "DeviceControl.h"
 #include "Network.h"
 #include "Session.h"
-
-#include <sim/SimDevice.h>
-#include <sim/SimStream.h>
-#include <sim/StreamFrameEncoder.h>
+#include "SimulatorProcess.h"
 
 #include <veliface/common/VelLog.h>
 #include <veliface/device/MavDevice.h>
@@ -128,64 +125,6 @@ void reportNotifications(Session& session, Console& console) {
   });
 }
 
-// The simulated device in this process: its streams' bytes go straight into the session.
-int runInProcess(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
-  velsim::DeviceConfig cfg;
-  cfg.seed = o.seed;
-  velsim::SimDevice sim(cfg);
-  SimLink link(sim);
-  DeviceControl ctl(link, console, capture);
-  int exitCode = 0;
-  const auto device = prepare(ctl, o, console, exitCode);
-  if (!device) return exitCode ? exitCode : 1;
-  session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
-  reportNotifications(*session, console);
-
-  const auto wall = std::chrono::system_clock::now().time_since_epoch();
-  const uint32 nanos = o.fast ? 0 : static_cast<uint32>(std::chrono::duration_cast<std::chrono::nanoseconds>(wall).count() % 1000000000);
-  const int64 t0 = sim.deviceTime();
-  velsim::SimStream wave(sim.streamSetup(velsim::StreamKind::Waveform, t0, nanos));
-  velsim::SimStream spec(sim.streamSetup(velsim::StreamKind::Spectrum, t0, nanos));
-  const std::pair<velsim::SimStream*, Channel> streams[] = {{&wave, Channel::Waveform}, {&spec, Channel::Spectrum}};
-  for (auto [s, ch] : streams) {
-    // What a stream port answers to the start message comes first, as on the network.
-    velsim::Bytes note;
-    velsim::StreamFrameEncoder::appendNotifyFrame(note, velsim::NotifyCode::NoError);
-    session->receive(ch, note.data(), note.size());
-  }
-
-  Status status(console, *session);
-  const auto start = Clock::now();
-  uint64 stepNanos = 0;  // audio time produced so far (fast mode)
-  for (;;) {
-    uint64 ns;
-    if (o.fast) {
-      stepNanos += 100000000;  // a tenth of a second per step
-      ns = stepNanos;
-    } else {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      ns = static_cast<uint64>(std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count());
-    }
-    bool last = false;
-    if (o.duration > 0 && ns >= static_cast<uint64>(std::llround(o.duration * 1e9))) {
-      ns = static_cast<uint64>(std::llround(o.duration * 1e9));
-      last = true;
-    }
-    for (auto [s, ch] : streams) {
-      const uint64 rate = s->setup().sampleRate;
-      s->produce(ns / 1000000000ull * rate + ns % 1000000000ull * rate / 1000000000ull);
-      velsim::Bytes& out = s->output();
-      session->receive(ch, out.data(), out.size());
-      out.clear();
-    }
-    status.tick();
-    if (last || g_stop || !session->failure().empty()) break;
-  }
-  console.out("simulator: " + wave.summary());
-  console.out("simulator: " + spec.summary());
-  return 0;
-}
-
 // Sleeps `d`, or less when a signal asks to stop.
 void pause(std::chrono::milliseconds d) {
   for (auto until = Clock::now() + d; Clock::now() < until && !g_stop;)
@@ -196,7 +135,8 @@ void pause(std::chrono::milliseconds d) {
 // the clock and opens both stream ports; when any of these connections is lost the round
 // ends, the open files are finished, and after a back-off (0.5 s doubling to 8 s, back to
 // 0.5 s once a round streams) a new round records on into new files.
-int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session,
+              bool reconnect = true) {
   asio::io_context io;
   const std::chrono::milliseconds firstBackoff(500), maxBackoff(8000);
   std::chrono::milliseconds backoff = firstBackoff;
@@ -212,6 +152,10 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     TcpLink link(io);
     std::string error;
     if (!link.connect(o.device, o.controlPort, std::chrono::seconds(5), error)) {
+      if (!reconnect) {
+        console.log("error: cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")");
+        return 1;
+      }
       retry("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")");
       continue;
     }
@@ -220,6 +164,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     const auto device = prepare(ctl, o, console, exitCode);
     if (exitCode) return exitCode;  // the job was refused: trying again changes nothing
     if (!device) {
+      if (!reconnect) return 1;
       retry("no answer on the control port");
       continue;
     }
@@ -269,6 +214,10 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     io.poll();
     session->setNotifySink({});
     if (complete || g_stop || !session->failure().empty()) break;
+    if (lost && !reconnect) {
+      console.log("the simulated device ended the connection");
+      break;
+    }
     if (lost) {
       // Both ports start over together, so finish the files of the one still running too.
       session->connectionLost(Channel::Waveform);
@@ -278,6 +227,27 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     }
   }
   return 0;
+}
+
+// The simulated device: velsim started beside velrec on free loopback ports and recorded like
+// any device, with the same seed and duration; its own account of what it sent comes last.
+int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+  SimulatorProcess sim;
+  std::vector<std::string> args{"--seed", std::to_string(o.seed)};
+  if (o.fast) args.push_back("--fast");
+  if (o.duration > 0) args.insert(args.end(), {"--duration", fmt(6, o.duration)});
+  std::string error;
+  if (!sim.start(args, std::chrono::seconds(10), error)) {
+    console.log("error: " + error);
+    return 1;
+  }
+  o.device = "127.0.0.1";
+  o.controlPort = sim.controlPort();
+  o.waveformPort = sim.waveformPort();
+  o.spectrumPort = sim.spectrumPort();
+  const int rc = runDevice(o, console, capture, session, false);
+  for (const std::string& line : sim.stop(std::chrono::seconds(5))) console.out("simulator: " + line);
+  return rc;
 }
 
 int runReplay(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
@@ -330,7 +300,7 @@ int main(int argc, char** argv) {
   CLI::App app{
       "velrec: records what an acoustic sensor streams to WAV files (waveform) and spectrum text\n"
       "files, one file per period, starting on whole multiples of the period on the clock.\n"
-      "Without --device it records a simulated device running inside velrec; with --device it\n"
+      "Without --device it starts the simulated device velsim on loopback and records it; with --device it\n"
       "connects to a device or to velsim, enquires it, applies --set settings, sets its clock\n"
       "and records its waveform and spectrum ports. Ctrl-C finishes every file properly.\n\n"
       "Examples:\n"
@@ -395,7 +365,7 @@ int main(int argc, char** argv) {
   try {
     rc = !o.replay.empty() ? runReplay(o, console, capture.get(), session)
          : !o.device.empty() ? runDevice(o, console, capture.get(), session)
-                             : runInProcess(o, console, capture.get(), session);
+                             : runSimulated(o, console, capture.get(), session);
   } catch (const std::exception& e) {
     console.log(std::string("error: ") + e.what());
     rc = 1;
