@@ -176,7 +176,7 @@ E2E_TEXT = {
 MEM_TEXT = {
     "what": "`velrec --fast --duration SECONDS --period 60` records an hour (unless the run "
             "asked for another length) of the simulated "
-            "simulated device (waveform and spectrum) as fast as it can, under "
+            "device (waveform and spectrum) as fast as it can, under "
             "`/usr/bin/time -v`, which gives the peak resident set size. Meanwhile the script "
             "samples velrec's open file descriptors and resident size from /proc. Flat means: "
             "the most files open in the second half of the run is no more than in the first "
