@@ -95,7 +95,7 @@ const char* program(const char* var) {
   return exe ? exe : "";
 }
 
-TEST(Velrec, RecordsTheSimulatedDeviceInProcessAndMatchesItsChecksum) {
+TEST(Velrec, RecordsTheSimulatedDeviceAndMatchesItsChecksum) {
   const fs::path out = freshDir("inproc"), cap = freshDir("cap");
   Child rec({program("VELREC"), "--fast", "--duration", "3", "--period", "1", "--out", out.string(),
              "--capture", cap.string(), "--seed", "11"});
