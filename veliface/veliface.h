@@ -32,9 +32,9 @@
 #include <veliface/device/MavDevice.h>
 #include <veliface/device/RowanDevice.h>
 #include <veliface/device/VelDevice.h>
-#include <veliface/device/VelDeviceEnums.h>
+#include <veliface/vocabulary/VelDeviceEnums.h>
 #include <veliface/device/VelDeviceId.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 // settings: tags, job settings, job setup, array job settings
 #include <veliface/settings/ArrayJobSettings.h>
@@ -58,7 +58,7 @@
 // stream: data collect
 #include <veliface/stream/DataCollChunk.h>
 #include <veliface/stream/VelDataCollectCmd.h>
-#include <veliface/stream/VelScanStreamConv.h>
+#include <veliface/record/VelScanStreamConv.h>
 
 // files: WAV and spectrum formats and writers, date stamps
 #include <veliface/files/MavWavFormat.h>

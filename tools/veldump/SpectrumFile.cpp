@@ -4,7 +4,7 @@
 #include "WavFile.h"
 
 #include <veliface/common/VelLog.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/files/VelDateStamp.h>
 
 #include <algorithm>

@@ -7,7 +7,7 @@
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
 #include <veliface/device/MavDevice.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/settings/VelJobSetup.h>
 
 #include <ctime>

@@ -1,6 +1,6 @@
 #include <veliface/control/VelEnquireCmd.h>
 
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <memory>
 

@@ -5,8 +5,8 @@
 #include <mavcommon/MavIpAddr.h>
 #include <mavcommon/MavNetHostInfo.h>
 #include <mavcommon/MavTypes.h>
-#include <veliface/device/VelDeviceEnums.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceEnums.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/settings/VelJobSettings.h>
 #include <veliface/settings/VelJobSetup.h>
 #include <veliface/trigger/VelTrigger.h>

@@ -2,7 +2,7 @@
 /// \file Identity of a device: type and serial, with its network information and members.
 
 #include <mavcommon/MavNetHostInfo.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <string>
 #include <vector>

@@ -12,7 +12,7 @@
 #include <veliface/common/DeserializationFactory.h>
 #include <veliface/common/VelCommand.h>
 #include <veliface/common/VelCommandPayload.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <cstdint>
 #include <memory>

@@ -3,7 +3,7 @@
 #include <veliface/common/VelLog.h>
 #include <veliface/device/VelDevice.h>
 #include <veliface/files/VelDateStamp.h>
-#include <veliface/files/internal/DeviceFacts.h>
+#include <veliface/files/DeviceFacts.h>
 #include <veliface/files/internal/WideText.h>
 #include <veliface/stream/VelStreamPayloads.h>
 

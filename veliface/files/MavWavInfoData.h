@@ -4,7 +4,7 @@
 
 #include <veliface/common/DeserializationFactory.h>
 #include <veliface/common/ISerializable.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/files/MavWavFormat.h>
 
 #include <mavcommon/ByteStream.h>

@@ -2,7 +2,7 @@
 /// \file Finding devices on a network: the enquiry a host broadcasts, and the list of devices
 /// that answered.
 
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <mavcommon/MavNetHostInfo.h>
 #include <mavcommon/MavTypes.h>

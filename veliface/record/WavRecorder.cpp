@@ -1,7 +1,7 @@
 #include <veliface/record/WavRecorder.h>
 
 #include <veliface/files/VelDateStamp.h>
-#include <veliface/files/internal/DeviceFacts.h>
+#include <veliface/files/DeviceFacts.h>
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/record/internal/PayloadDispatch.h>
 #include <veliface/stream/VelStreamPayloads.h>

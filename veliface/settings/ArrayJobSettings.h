@@ -2,7 +2,7 @@
 /// \file Array-wide job settings of an array hub: member type, control and log modes, start
 /// time, duty cycle, the hub's network settings and the member lists.
 
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/settings/VelJobSettings.h>
 
 #include <string>

@@ -11,7 +11,7 @@
 #include <mavcommon/MavTypes.h>
 #include <veliface/common/DeserializationFactory.h>
 #include <veliface/common/ISerializable.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/settings/VelSettingsTypes.h>
 
 #include <map>

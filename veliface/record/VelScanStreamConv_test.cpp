@@ -1,4 +1,4 @@
-#include <veliface/stream/VelScanStreamConv.h>
+#include <veliface/record/VelScanStreamConv.h>
 
 #include <veliface/device/VelDevice.h>
 #include <veliface/stream/VelDataCollectCmd.h>

@@ -1,4 +1,4 @@
-#include <veliface/stream/VelScanStreamConv.h>
+#include <veliface/record/VelScanStreamConv.h>
 
 #include <veliface/common/VelLog.h>
 #include <veliface/device/VelDevice.h>

@@ -1,6 +1,6 @@
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
-#include <veliface/device/internal/EnumText.h>
+#include <veliface/vocabulary/internal/EnumText.h>
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include <veliface/files/internal/DeviceFacts.h>
+#include <veliface/files/DeviceFacts.h>
 
 #include <veliface/device/VelDevice.h>
 #include <veliface/stream/VelStreamChunk.h>

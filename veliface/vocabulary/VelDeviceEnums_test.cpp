@@ -1,5 +1,5 @@
-#include <veliface/device/VelDeviceEnums.h>
-#include <veliface/device/VelDeviceType.h>
+#include <veliface/vocabulary/VelDeviceEnums.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include <veliface/device/VelDeviceEnums.h>
+#include <veliface/vocabulary/VelDeviceEnums.h>
 
-#include <veliface/device/internal/EnumText.h>
+#include <veliface/vocabulary/internal/EnumText.h>
 
 #include <array>
 #include <stdexcept>
