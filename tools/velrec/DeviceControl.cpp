@@ -1,13 +1,9 @@
 #include "DeviceControl.h"
 
 #include <veliface/common/VelCommand.h>
+#include <veliface/host/Commands.h>
 #include <veliface/host/ControlSession.h>
-#include <veliface/host/DeviceText.h>
 #include <veliface/host/JobSettings.h>
-#include <veliface/control/VelEnquireCmd.h>
-#include <veliface/control/VelSmallCmd.h>
-#include <veliface/device/MavDevice.h>
-#include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/settings/VelJobSetup.h>
 
 #include <ctime>
@@ -53,24 +49,17 @@ std::shared_ptr<VelControlMessage> DeviceControl::request(std::shared_ptr<VelCon
 }
 
 std::shared_ptr<MavDevice> DeviceControl::enquire() {
-  const auto msg = request(std::make_shared<VelEnquireCmd>());
-  const auto* enq = msg ? dynamic_cast<const VelEnquireCmd*>(msg->payload().get()) : nullptr;
-  if (!enq) return nullptr;
-  const auto type = static_cast<VelDeviceType>(enq->devType());
-  using veliface::host::escapeDeviceText;
-  console_.out("device " + VelUtil::deviceTypeStr(type) + " serial " + std::to_string(enq->serial()) +
-               " firmware " + escapeDeviceText(enq->firmwareVer()) + " built " + escapeDeviceText(enq->buildDate()) +
-               " status " + std::to_string(enq->status()));
-  auto device = MavDevice::createDevice(type);
-  if (device) device->updateDeviceInfo(*enq);
-  return device;
+  const auto id = veliface::host::identify(request(veliface::host::enquireRequest()));
+  if (!id) return nullptr;
+  console_.out("device " + id->description);
+  return id->device;
 }
 
 bool DeviceControl::setupJob(const std::vector<std::string>& settings, std::string& error) {
   JobTagMap tags;
   if (!veliface::host::parseJobSettings(settings, tags, error)) return false;
-  const auto msg = request(std::make_shared<VelJobSetupCmd>(tags));
-  const auto* answer = msg ? dynamic_cast<const VelJobSetupCmd*>(msg->payload().get()) : nullptr;
+  const auto msg = request(veliface::host::jobSetupRequest(tags));  // owns the answer
+  const auto* answer = veliface::host::answerAs<VelJobSetupCmd>(msg);
   if (!answer) {
     error = "no answer to the job setup";
     return false;
@@ -90,7 +79,7 @@ bool DeviceControl::setupJob(const std::vector<std::string>& settings, std::stri
 bool DeviceControl::setClock() {
   // The clock field is 32-bit seconds since 1970 UTC, as the device keeps its time.
   const auto now = static_cast<std::int32_t>(std::time(nullptr));
-  if (!request(std::make_shared<VelSetTimeCmd>(now))) return false;
+  if (!request(veliface::host::setTimeRequest(now))) return false;
   console_.out("device clock set to " + std::to_string(now) + " (seconds since 1970 UTC)");
   return true;
 }
