@@ -58,7 +58,6 @@
 // stream: data collect
 #include <veliface/stream/DataCollChunk.h>
 #include <veliface/stream/VelDataCollectCmd.h>
-#include <veliface/record/VelScanStreamConv.h>
 
 // files: WAV and spectrum formats and writers, date stamps
 #include <veliface/files/MavWavFormat.h>
@@ -77,4 +76,17 @@
 // record: stream-to-writer glue
 #include <veliface/record/RecordListener.h>
 #include <veliface/record/SpectrumRecorder.h>
+#include <veliface/record/VelScanStreamConv.h>
 #include <veliface/record/WavRecorder.h>
+
+// host: the sans-I/O host layer (sessions, a device's recording, discovery)
+#include <veliface/host/Commands.h>
+#include <veliface/host/ControlSession.h>
+#include <veliface/host/DeviceRecording.h>
+#include <veliface/host/DeviceText.h>
+#include <veliface/host/Discovery.h>
+#include <veliface/host/HostTime.h>
+#include <veliface/host/JobSettings.h>
+#include <veliface/host/ResponseFramer.h>
+#include <veliface/host/SampleChecksum.h>
+#include <veliface/host/StreamSession.h>

@@ -298,4 +298,23 @@ TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
   fs::remove_all(out);
 }
 
+// The example host (plain POSIX sockets over the host layer) records velsim as velrec does.
+TEST(Velrec, TheExampleHostRecordsVelsimThroughTheHostLayer) {
+  if (std::string(program("RECORD_TCP")).empty()) GTEST_SKIP() << "examples not built";
+  Velsim sim({"--fast", "--duration", "2", "--seed", "9"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("example");
+  fs::create_directories(out);
+  Child ex({program("RECORD_TCP"), "127.0.0.1", "2", out.string(), sim.ports["control"], sim.ports["waveform"],
+            sim.ports["spectrum"]});
+  const auto lines = ex.rest();
+  ASSERT_EQ(ex.wait(), 0);
+  auto sent = sim.summary("waveform");
+  EXPECT_EQ(sent["samples"], "96000");
+  EXPECT_EQ("checksum=" + sent["checksum"], find(lines, "checksum="));
+  EXPECT_NE(find(lines, "device Aurel HF serial 1201"), "");
+  readBack(out, sim.summary("spectrum")["spectra"]);
+  fs::remove_all(out);
+}
+
 }  // namespace
