@@ -86,6 +86,8 @@ void Session::receive(Channel ch, const uint8* data, std::size_t n) {
 
 void Session::report() {
   for (const RecordingEvent& e : recording_.takeEvents()) {
+    if (e.kind == RecordingEvent::Kind::Stalled && stalled_.empty())
+      stalled_ = std::string(channelName(channelOf(e.port))) + " stream stalled: " + e.text;
     if (!notify_) continue;
     if (e.kind == RecordingEvent::Kind::StreamStarted) notify_(channelOf(e.port), 0, e.text);
     if (e.kind == RecordingEvent::Kind::StreamNotice) notify_(channelOf(e.port), e.code, e.text);
@@ -115,6 +117,12 @@ void Session::connectionLost(Channel ch) {
   recording_.connectionLost(portOf(ch));
   // The next connection starts a clean stream.
   recording_.opened(portOf(ch), now());
+  stalled_.clear();
+  report();
+}
+
+void Session::tick() {
+  recording_.tick(now());
   report();
 }
 

@@ -85,6 +85,11 @@ class Session {
   void receive(Channel ch, const uint8* data, std::size_t n);
   /// A stream connection ended: the open file is finished and the parser starts clean.
   void connectionLost(Channel ch);
+  /// Lets time pass: a stream port silent for a few seconds is noticed (`stalled`).
+  void tick();
+  /// Why a stream port went silent ("waveform stream stalled: no data for 5.0 s"), or "" while
+  /// both deliver. Handle a stall like a lost connection.
+  const std::string& stalled() const { return stalled_; }
   /// Finishes every open file.
   void finish();
   /// Counts a reconnection to the device.
@@ -115,6 +120,7 @@ class Session {
   uint64 received_ = 0;
   uint64 reconnects_ = 0;
   std::string failure_;
+  std::string stalled_;
   NotifySink notify_;
 };
 

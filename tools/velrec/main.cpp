@@ -138,6 +138,20 @@ void pause(std::chrono::milliseconds d) {
 int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session,
               bool reconnect = true) {
   asio::io_context io;
+  // With a duration the run also ends on the clock: a device that stalls, stops sending or
+  // streams at rate 0 never delivers the audio, and the run must not wait for it forever.
+  // Real time plus a margin for connecting and reconnecting is time enough.
+  const auto runStart = Clock::now();
+  bool timedOut = false;
+  const auto pastDeadline = [&] {
+    if (o.duration <= 0 || timedOut) return timedOut;
+    const auto limit = std::chrono::duration<double>(o.duration * 1.1 + 10.0);
+    if (Clock::now() - runStart < limit) return false;
+    timedOut = true;
+    console.log("error: the device did not deliver " + fmt(1, o.duration) + " s of stream within " +
+                fmt(0, limit.count()) + " s; stopping");
+    return true;
+  };
   const std::chrono::milliseconds firstBackoff(500), maxBackoff(8000);
   std::chrono::milliseconds backoff = firstBackoff;
   int attempt = 0;
@@ -148,7 +162,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     pause(backoff);
     backoff = std::min(backoff * 2, maxBackoff);
   };
-  while (!g_stop) {
+  while (!g_stop && !pastDeadline()) {
     TcpLink link(io);
     std::string error;
     if (!link.connect(o.device, o.controlPort, std::chrono::seconds(5), error)) {
@@ -201,19 +215,23 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
           complete = true;
           break;
         }
-      } else if (wave.lost() || spec.lost()) {
+      } else if (wave.lost() || spec.lost() || !session->stalled().empty()) {
         break;
       }
+      if (pastDeadline()) break;
       io.run_for(std::chrono::milliseconds(100));
+      session->tick();
       status.tick();
     }
-    const bool lost = wave.lost() || spec.lost();
+    // A port that went silent is handled like a lost connection.
+    if (!session->stalled().empty() && !complete) console.log(session->stalled());
+    const bool lost = wave.lost() || spec.lost() || !session->stalled().empty();
     wave.stop();
     spec.stop();
     io.restart();
     io.poll();
     session->setNotifySink({});
-    if (complete || g_stop || !session->failure().empty()) break;
+    if (complete || g_stop || !session->failure().empty() || pastDeadline()) break;
     if (lost && !reconnect) {
       console.log("the simulated device ended the connection");
       break;
@@ -226,7 +244,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
       retry("connection to the device lost");
     }
   }
-  return 0;
+  return timedOut ? 1 : 0;
 }
 
 // The simulated device: velsim started beside velrec on free loopback ports and recorded like

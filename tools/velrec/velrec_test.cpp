@@ -6,10 +6,17 @@
 #include <veliface/files/MavWavFormat.h>
 #include <veliface/files/MavWavHeader.h>
 
+#include <ControlFrames.h>
 #include <ProcessRunner.h>
 #include <gtest/gtest.h>
 
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <thread>
 
 #include <cstdlib>
 #include <filesystem>
@@ -314,6 +321,90 @@ TEST(Velrec, TheExampleHostRecordsVelsimThroughTheHostLayer) {
   EXPECT_EQ("checksum=" + sent["checksum"], find(lines, "checksum="));
   EXPECT_NE(find(lines, "device Aurel HF serial 1201"), "");
   readBack(out, sim.summary("spectrum")["spectra"]);
+  fs::remove_all(out);
+}
+
+// A device that answers its control channel and accepts both stream ports, then sends
+// nothing on them: a stream that connects and goes silent.
+class SilentDevice {
+ public:
+  SilentDevice() {
+    for (int& fd : listeners_) {
+      fd = socket(AF_INET, SOCK_STREAM, 0);
+      sockaddr_in a{};
+      a.sin_family = AF_INET;
+      a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      socklen_t len = sizeof a;
+      bind(fd, reinterpret_cast<sockaddr*>(&a), len);
+      listen(fd, 4);
+      getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+      ports.push_back(std::to_string(ntohs(a.sin_port)));
+    }
+    thread_ = std::thread([this] { run(); });
+  }
+  ~SilentDevice() {
+    stop_ = true;
+    thread_.join();
+    for (int fd : listeners_) close(fd);
+    for (int fd : clients_) close(fd);
+  }
+  std::vector<std::string> ports;  // control, waveform, spectrum
+
+ private:
+  void run() {
+    std::vector<uint8> pending;
+    int control = -1;
+    while (!stop_) {
+      std::vector<pollfd> fds;
+      for (int fd : listeners_) fds.push_back({fd, POLLIN, 0});
+      if (control >= 0) fds.push_back({control, POLLIN, 0});
+      if (poll(fds.data(), fds.size(), 50) <= 0) continue;
+      for (std::size_t i = 0; i < 3; ++i) {
+        if (!(fds[i].revents & POLLIN)) continue;
+        const int c = accept(listeners_[i], nullptr, nullptr);
+        clients_.push_back(c);
+        if (i == 0) control = c, pending.clear();
+      }
+      if (control < 0 || fds.size() < 4 || !(fds[3].revents & POLLIN)) continue;
+      uint8 buf[512];
+      const ssize_t n = read(control, buf, sizeof buf);
+      if (n <= 0) {
+        control = -1;
+        continue;
+      }
+      pending.insert(pending.end(), buf, buf + n);
+      // Answer each whole request: the enquiry with an identity, anything else with its echo.
+      while (pending.size() >= 6 && pending.size() >= 6u + (pending[2] | pending[3] << 8)) {
+        const std::size_t len = pending[2] | pending[3] << 8;
+        const std::vector<uint8> payload(pending.begin() + 4, pending.begin() + 4 + static_cast<long>(len));
+        const auto answer = veliface::test::responseFrame(
+            pending[1], pending[1] == 0x45 ? veliface::test::enquirePayload() : payload);
+        if (write(control, answer.data(), answer.size()) < 0) break;
+        pending.erase(pending.begin(), pending.begin() + 6 + static_cast<long>(len));
+      }
+    }
+  }
+  int listeners_[3] = {-1, -1, -1};
+  std::vector<int> clients_;
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+TEST(Velrec, ASilentStreamIsAStallAndTheDurationStillEndsTheRun) {
+  SilentDevice dev;
+  const fs::path out = freshDir("silent");
+  const auto start = std::chrono::steady_clock::now();
+  Child rec({program("VELREC"), "--device", "127.0.0.1", "--out", out.string(), "--duration", "1",
+             "--control-port", dev.ports[0], "--waveform-port", dev.ports[1], "--spectrum-port", dev.ports[2]},
+            true);
+  const auto lines = rec.rest();
+  const int rc = rec.wait();
+  const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_NE(find(lines, "velrec: waveform stream stalled: no data for 5."), "");
+  EXPECT_NE(find(lines, "velrec: connection to the device lost; reconnecting"), "");
+  EXPECT_NE(find(lines, "velrec: error: the device did not deliver 1.0 s of stream"), "");
+  EXPECT_EQ(rc, 1);
+  EXPECT_LT(took, 30.0);
   fs::remove_all(out);
 }
 
