@@ -90,8 +90,8 @@ int main(int argc, char** argv) {
   DeviceRecording rec(settings, std::dynamic_pointer_cast<VelDevice>(id->device));
   pollfd fds[2];
   const StreamPort which[2] = {StreamPort::Waveform, StreamPort::Spectrum};
-  for (int i = 0; i < 2; ++i) {
-    fds[i] = {connectTo(host, ports[i + 1]), POLLIN, 0};
+  for (int i = 0; i < 2; ++i) fds[i] = {connectTo(host, ports[i + 1]), POLLIN, 0};
+  for (int i = 0; i < 2; ++i) {  // both connected first, so that both streams start together
     if (fds[i].fd < 0 || !sendAll(fds[i].fd, StreamSession::startMessage()))
       return std::fprintf(stderr, "cannot open the %s port\n", streamPortName(which[i])), 1;
     rec.opened(which[i], now());

@@ -32,6 +32,7 @@
 #include <veliface/device/MavDevice.h>
 #include <veliface/device/RowanDevice.h>
 #include <veliface/device/VelDevice.h>
+#include <veliface/vocabulary/DeviceText.h>
 #include <veliface/vocabulary/VelDeviceEnums.h>
 #include <veliface/device/VelDeviceId.h>
 #include <veliface/vocabulary/VelDeviceType.h>
@@ -83,7 +84,6 @@
 #include <veliface/host/Commands.h>
 #include <veliface/host/ControlSession.h>
 #include <veliface/host/DeviceRecording.h>
-#include <veliface/host/DeviceText.h>
 #include <veliface/host/Discovery.h>
 #include <veliface/host/HostTime.h>
 #include <veliface/host/JobSettings.h>

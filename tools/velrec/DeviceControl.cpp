@@ -5,6 +5,7 @@
 #include <veliface/host/ControlSession.h>
 #include <veliface/host/JobSettings.h>
 #include <veliface/settings/VelJobSetup.h>
+#include <veliface/vocabulary/DeviceText.h>
 
 #include <ctime>
 #include <algorithm>
@@ -66,13 +67,13 @@ bool DeviceControl::setupJob(const std::vector<std::string>& settings, std::stri
   }
   const auto outcome = veliface::host::judgeJobSetup(tags, *answer);
   if (outcome.rejected) {
-    error = outcome.error;
+    error = veliface::escapeDeviceText(outcome.error);
     return false;
   }
   for (const auto& v : outcome.settings) {
     if (v.accepted) console_.out("job accepted: " + v.sent);
   }
-  if (!outcome.confirmed) console_.log("warning: " + outcome.error + "; recording anyway");
+  if (!outcome.confirmed) console_.log("warning: " + veliface::escapeDeviceText(outcome.error) + "; recording anyway");
   return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <veliface/device/VelDevice.h>
 #include <veliface/stream/VelStreamChunk.h>
+#include <veliface/vocabulary/DeviceText.h>
 
 #include <cstdint>
 
@@ -20,7 +21,8 @@ DeviceFacts deviceFacts(const std::shared_ptr<MavDevice>& device, const VelDevic
   facts.type = device->devType();
   // A device object that has not been enquired yet knows less than the stream tells.
   if (device->serial() != 0) facts.serial = device->serial();
-  if (device->firmwareVer() != "n/a") facts.firmware = device->firmwareVer();
+  // The device's own text: a line break in it would break the spectrum file for every reader.
+  if (device->firmwareVer() != "n/a") facts.firmware = cleanDeviceText(device->firmwareVer());
   if (const auto* sensor = dynamic_cast<const VelDevice*>(device.get())) facts.sensitivity = sensor->sensitivity();
   return facts;
 }

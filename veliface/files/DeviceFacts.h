@@ -19,7 +19,7 @@ struct DeviceFacts {
   VelDeviceType type = DEV_NONE;  ///< device type
   uint16 serial = 0;              ///< serial number
   float sensitivity = -170.0f;    ///< dB, as a device without a reading reports it
-  std::string firmware;           ///< firmware release text
+  std::string firmware;           ///< firmware release text, control characters replaced
 };
 
 /// Facts of `device` (type, serial, firmware; sensitivity from a sensor device); what the

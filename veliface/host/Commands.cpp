@@ -2,7 +2,7 @@
 
 #include <veliface/control/VelEnquireCmd.h>
 #include <veliface/control/VelSmallCmd.h>
-#include <veliface/host/DeviceText.h>
+#include <veliface/vocabulary/DeviceText.h>
 #include <veliface/settings/VelJobSetup.h>
 #include <veliface/stream/VelDataCollectCmd.h>
 #include <veliface/trigger/VelEnquireTrigger.h>

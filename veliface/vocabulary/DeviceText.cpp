@@ -1,8 +1,8 @@
-#include <veliface/host/DeviceText.h>
+#include <veliface/vocabulary/DeviceText.h>
 
 #include <cstdio>
 
-namespace veliface::host {
+namespace veliface {
 
 namespace {
 
@@ -36,4 +36,4 @@ std::string cleanDeviceText(const std::string& text) {
   return out;
 }
 
-}  // namespace veliface::host
+}  // namespace veliface

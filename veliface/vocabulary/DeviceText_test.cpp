@@ -1,8 +1,8 @@
-#include <veliface/host/DeviceText.h>
+#include <veliface/vocabulary/DeviceText.h>
 
 #include <gtest/gtest.h>
 
-namespace veliface::host {
+namespace veliface {
 namespace {
 
 TEST(DeviceText, EscapesWhatWouldTakeOverATerminalOrForgeALine) {
@@ -21,4 +21,4 @@ TEST(DeviceText, FileTextStaysOnOneLine) {
 }
 
 }  // namespace
-}  // namespace veliface::host
+}  // namespace veliface

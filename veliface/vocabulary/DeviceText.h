@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace veliface::host {
+namespace veliface {
 
 /// `text` for a terminal or a log line: control characters (below 0x20, and 0x7F) and
 /// backslashes are written as "\xNN" and "\\"; everything else is kept.
@@ -15,4 +15,4 @@ std::string escapeDeviceText(const std::string& text);
 /// text stays on one line of the file.
 std::string cleanDeviceText(const std::string& text);
 
-}  // namespace veliface::host
+}  // namespace veliface
