@@ -29,6 +29,20 @@ struct TempDir {
   std::string file(const std::string& name) const { return (dir / name).string(); }
 };
 
+// The working directory is `dir` while in scope, and what it was before afterwards.
+struct WorkingDir {
+  explicit WorkingDir(const std::filesystem::path& dir) : before(std::filesystem::current_path()) {
+    std::filesystem::current_path(dir);
+  }
+  ~WorkingDir() {
+    std::error_code ec;
+    std::filesystem::current_path(before, ec);
+  }
+  WorkingDir(const WorkingDir&) = delete;
+  WorkingDir& operator=(const WorkingDir&) = delete;
+  std::filesystem::path before;
+};
+
 // The bytes of the file at `p` (empty when it cannot be read).
 inline std::string readFile(const std::filesystem::path& p) {
   std::ifstream in(p, std::ios::binary);

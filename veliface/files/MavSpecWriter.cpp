@@ -53,7 +53,7 @@ void MavSpecWriter::st_init(const StateEvent* e) {
   device_ = hdr->devId();
   outputFileName_ = veliface::files::toWide(hdr->fname() + ".txt");
   const std::filesystem::path target =
-      path_.empty() ? std::filesystem::path(outputFileName_) : std::filesystem::path(path_ + L"/" + outputFileName_);
+      std::filesystem::path(path_ + L"/" + outputFileName_);  // an empty directory is the root
   // Append, not replace: a recording restarted under the same name continues its file with
   // a second header block instead of destroying what was recorded.
   file_.clear();

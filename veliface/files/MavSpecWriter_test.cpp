@@ -117,6 +117,17 @@ TEST(MavSpecWriter, WritesHeaderFrequencyLineAndDataLines) {
   EXPECT_EQ(log.lines(), std::vector<std::string>{"closing spectrum file"});
 }
 
+TEST(MavSpecWriter, AnEmptyDirectoryMeansTheRootNotTheWorkingDirectory) {
+  TempDir tmp;
+  std::filesystem::create_directories(tmp.dir / "veliface_not_at_the_root");
+  testsupport::WorkingDir here(tmp.dir);
+  MavSpecWriter w(60, L"");
+  MavSpectrumFileHeader h = header(1, "veliface_not_at_the_root/x");
+  w.feed(h);
+  EXPECT_EQ(w.errorCode(), 1);
+  EXPECT_FALSE(std::filesystem::exists(tmp.dir / "veliface_not_at_the_root" / "x.txt"));
+}
+
 TEST(MavSpecWriter, RestartUnderTheSameNameAppendsASecondHeaderBlock) {
   TempDir tmp;
   MavSpectrumFileHeader h = header(1, "spec");

@@ -141,8 +141,8 @@ void MavWavWriter::st_init(const StateEvent* ev) {
   std::filesystem::path target;
   try {
     outputFileName_ = std::filesystem::path(info->filename() + ".wav").wstring();
-    target = path_.empty() ? std::filesystem::path(outputFileName_)
-                           : std::filesystem::path(path_ + L"/" + outputFileName_);
+    // Directory and name joined with "/" as they are: an empty directory is the root.
+    target = std::filesystem::path(path_ + L"/" + outputFileName_);
   } catch (const std::exception&) {
     error_ = WAV_OPEN_ERROR;  // a name that cannot be expressed as a path cannot be opened
     return;
@@ -161,8 +161,10 @@ void MavWavWriter::st_init(const StateEvent* ev) {
   appendHeader32(0);  // patched when the file is finished
   appendHeader(wavChunkNames[WAV_WAVE], 4);
   if (!file_->append(header_.data(), header_.size())) {
+    // A file that cannot take its first twelve bytes is a file that could not be opened.
     logFileError("");
-    error_ = WAV_INFO_ERROR;
+    file_.reset();
+    error_ = WAV_OPEN_ERROR;
     return;
   }
   header_.clear();
@@ -264,11 +266,11 @@ void MavWavWriter::st_data(const StateEvent* ev) {
   if (const MavWavDataChunk* block = payload<MavWavDataChunk>(e)) {
     const uint32 size = block->dataSize();
     if (size > 0 && (!file_ || block->data() == nullptr || !file_->append(block->data(), size))) {
-      // The block is neither counted nor consumed, so the header stays true to the file and
-      // the next block reports it as missed.
+      // Reported, and then counted like a block that was written: the sample count runs on,
+      // so the next block is not taken for a gap. The sizes now claim bytes the file may not
+      // hold; a host that must keep the header true finishes the file on this error.
       logFileError(kDataState);
       error_ = WAV_DATA_ERROR;
-      return;
     }
     if (expectedSample_ != 0 && block->sampleNum() != expectedSample_) {
       const uint64 missed = block->sampleNum() - expectedSample_;
@@ -335,10 +337,10 @@ void MavWavWriter::st_data(const StateEvent* ev) {
 void MavWavWriter::st_finish(const StateEvent* ev) {
   const WavStreamEvent* e = asWav(ev);
   finishFile();
-  if (e == nullptr) return;
-  // A metadata record arriving here is the first record of the next file; it is left for
-  // st_init so that the next file opens on it instead of a second later.
-  if (payload<MavWavInfoData>(e) == nullptr) e->consume();
+  // Whatever the event is, it ends here: a metadata record that arrives now does not open
+  // the next file. A host that wants that second finishes the file itself before it hands
+  // the record over.
+  if (e != nullptr) e->consume();
 }
 
 void MavWavWriter::finishFile() {

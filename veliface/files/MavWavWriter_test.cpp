@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 using testsupport::openFds;
 using testsupport::readFile;
 using testsupport::TempDir;
+using testsupport::WorkingDir;
 
 namespace {
 
@@ -151,15 +152,24 @@ TEST(WavWriter, FilesRollOverOnClockAlignedPeriodsAndWhenFull) {
   TempDir tmp;
   LogCapture log;
   Stream s(2, tmp.dir, 4, 16);  // 8 bytes a second, two-second files
-  for (long long t = 11; t <= 14; ++t) {
+  for (long long t = 11; t <= 13; ++t) {
     EXPECT_TRUE(s.second(t, static_cast<uint64>(t - 11) * 4, "r" + std::to_string(t)));
     EXPECT_TRUE(s.sendSetup());
     EXPECT_TRUE(s.block(static_cast<uint32>(4 * (t - 10)), 4));
   }
-  // 11 closes at the boundary 12; 12 is full after 13 and 14 opens on its own record.
+  // 11 closes at the boundary 12; 12 is full after 13 and waits in st_finish.
+  EXPECT_TRUE(s.writer.isFinishFile());
+  // The record of 14 meets the full file: it finishes the file and ends there, so 14 opens
+  // no file and its setup and block find none. (A host that wants that second finishes the
+  // file itself before it hands the record over.)
+  EXPECT_TRUE(s.second(14, 12, "r14"));
+  EXPECT_TRUE(s.writer.isInitFile());
+  EXPECT_FALSE(s.sendSetup());
+  EXPECT_FALSE(s.block(16, 4));
   EXPECT_EQ(log.lines(), (std::vector<std::string>{"closing wav file", "closing wav file"}));
-  EXPECT_EQ(s.writer.outputFileName(), L"r14.wav");
+  EXPECT_EQ(s.writer.outputFileName(), L"r12.wav");
   EXPECT_FALSE(fs::exists(tmp.file("r13.wav")));
+  EXPECT_FALSE(fs::exists(tmp.file("r14.wav")));
   const std::string first = readFile(tmp.file("r11.wav"));
   const std::string second = readFile(tmp.file("r12.wav"));
   const std::size_t dataAt = 48 + le32(first, 16);
@@ -220,7 +230,7 @@ TEST(WavWriter, FinishedFilesStayOpenUntilLoggingStops) {
   for (long long t = 1; t <= 3; ++t) {
     s.second(t, 0, "q" + std::to_string(t));
     s.sendSetup();
-    s.block(static_cast<uint32>(4 * t), 4);
+    s.block(static_cast<uint32>(4 * t), 2);  // half a second: each record opens the next file
   }
   EXPECT_EQ(s.writer.finishQueueSize(), 2u);
   EXPECT_EQ(openFds(), fdsBefore + 3);
@@ -229,7 +239,7 @@ TEST(WavWriter, FinishedFilesStayOpenUntilLoggingStops) {
   EXPECT_EQ(s.writer.finishQueueSize(), 0u);
   EXPECT_EQ(openFds(), fdsBefore);
   const std::string last = readFile(tmp.file("q3.wav"));
-  EXPECT_EQ(le32(last, 48 + le32(last, 16)), 8u);
+  EXPECT_EQ(le32(last, 48 + le32(last, 16)), 4u);
 }
 
 TEST(WavWriter, ErrorTexts) {
@@ -257,6 +267,17 @@ TEST(WavWriter, AnUnopenableFileIsErrorOneAndTheNextFileOpensAfterClearErr) {
   }
 }
 
+TEST(WavWriter, AnEmptyDirectoryMeansTheRootNotTheWorkingDirectory) {
+  TempDir tmp;
+  fs::create_directories(tmp.dir / "veliface_not_at_the_root");
+  WorkingDir here(tmp.dir);
+  Stream s(60, "", 4, 16);
+  // "/" + name: the name's folder is looked for at the root, where there is none.
+  EXPECT_FALSE(s.second(1, 0, "veliface_not_at_the_root/x"));
+  EXPECT_EQ(s.writer.errorCode(), WAV_OPEN_ERROR);
+  EXPECT_FALSE(fs::exists(tmp.dir / "veliface_not_at_the_root" / "x.wav"));
+}
+
 TEST(WavWriter, AFullDiskIsErrorFourAndTheNextFileIsWrittenAfterClearErr) {
   TempDir tmp;
   fs::create_symlink("/dev/full", tmp.dir / "full.wav");
@@ -265,12 +286,19 @@ TEST(WavWriter, AFullDiskIsErrorFourAndTheNextFileIsWrittenAfterClearErr) {
   ASSERT_TRUE(s.second(1, 0, "full"));
   ASSERT_TRUE(s.sendSetup());
   uint32 n = 0;
-  bool accepted = true;
-  for (; n < 1000 && accepted; ++n) accepted = s.block(n * 1024, 1024);
-  EXPECT_FALSE(accepted);  // once the batch goes out, the disk refuses it
+  for (; n < 1000 && s.writer.errorCode() == WAV_NO_ERROR; ++n) {
+    // A block is consumed even when the disk refuses it.
+    EXPECT_TRUE(s.block(n * 1024, 1024));
+  }
+  ASSERT_LT(n, 1000u);  // once the batch goes out, the disk refuses it
   EXPECT_EQ(s.writer.errorCode(), WAV_DATA_ERROR);
   EXPECT_EQ(log.lines().back(), "void MavWavWriter::st_data(WavStreamEvent*)Error logging with WAV file: full.wav");
-  EXPECT_EQ(s.writer.dataWritten(), (n - 1) * 3072u);  // the refused block is not counted
+  // The refused block is counted all the same, and the sample count runs on: the next
+  // block is no gap.
+  EXPECT_EQ(s.writer.dataWritten(), n * 3072u);
+  s.writer.clearErr();
+  EXPECT_TRUE(s.block(n * 1024, 1024));
+  for (const std::string& l : log.lines()) EXPECT_EQ(l.find("MISSED"), std::string::npos) << l;
   s.writer.clearErr();
   s.writer.finishFile();
   EXPECT_EQ(s.writer.errorCode(), WAV_FINISH_ERROR);

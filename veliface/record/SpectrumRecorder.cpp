@@ -14,9 +14,9 @@ const char* const SpectrumRecorder::kWriteErrorText = "Failed to write spectrum 
 
 SpectrumRecorder::SpectrumRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
                                    std::shared_ptr<MavDevice> device, RecordListener* listener)
-    : writer_(periodSeconds, dir.wstring()),
+    : writer_(periodSeconds, directoryOrHere(dir).wstring()),
       period_(periodSeconds),
-      dir_(std::move(dir)),
+      dir_(directoryOrHere(std::move(dir))),
       prefix_(std::move(prefix)),
       device_(std::move(device)),
       listener_(listener) {}

@@ -8,13 +8,38 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 
 namespace veliface::record {
 
+namespace {
+
+// After a refused block: the writer counted it and, if the rest of the file did reach the
+// disk, patched sizes that include it. When the file holds exactly its header and the blocks
+// that were written well, its sizes are set to those; otherwise the last patch the writer
+// managed is left, which never claims more than the disk holds.
+bool patchWavSizes(const std::filesystem::path& path, uint64 headerBytes, uint32 dataBytes) {
+  std::error_code ec;
+  if (std::filesystem::file_size(path, ec) != headerBytes + dataBytes || ec) return true;
+  std::fstream f(path, std::ios::in | std::ios::out | std::ios::binary);
+  const auto put32 = [&](uint64 at, uint64 v) {
+    const char le[4] = {static_cast<char>(v), static_cast<char>(v >> 8), static_cast<char>(v >> 16),
+                        static_cast<char>(v >> 24)};
+    f.seekp(static_cast<std::streamoff>(at));
+    f.write(le, 4);
+  };
+  put32(4, headerBytes - 8 + dataBytes);  // RIFF size: everything after its own 8 bytes
+  put32(headerBytes - 4, dataBytes);      // the data chunk's size ends the header
+  f.flush();
+  return static_cast<bool>(f);
+}
+
+}  // namespace
+
 WavRecorder::WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
                          std::shared_ptr<MavDevice> device, RecordListener* listener)
-    : writer_(static_cast<unsigned>(periodSeconds), dir.wstring()),
-      dir_(std::move(dir)),
+    : writer_(static_cast<unsigned>(periodSeconds), directoryOrHere(dir).wstring()),
+      dir_(directoryOrHere(std::move(dir))),
       prefix_(std::move(prefix)),
       device_(std::move(device)),
       listener_(listener) {
@@ -35,7 +60,10 @@ bool WavRecorder::tracked(Op&& op) {
   const bool open = !writer_.isInitFile();
   const std::filesystem::path now = open ? dir_ / writer_.outputFileName() : std::filesystem::path();
   if (wasOpen && (!open || now != openPath_)) {
-    if (listener_) listener_->fileClosed(openPath_, sizeBefore);
+    // What is on disk, which is what the header says unless a write failed part-way.
+    std::error_code ec;
+    const uint64 onDisk = std::filesystem::file_size(openPath_, ec);
+    if (listener_) listener_->fileClosed(openPath_, ec ? sizeBefore : onDisk);
     openPath_.clear();
   }
   if (open && openPath_.empty()) {
@@ -99,6 +127,15 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   haveHeader_ = true;
   writer_.setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample(), forceToStorage_);
 
+  if (writer_.isFinishFile()) {
+    // The last block filled the file. The writer would end this record with the file, so
+    // the file is finished first and the record opens the next one: no second is lost and
+    // files still start on whole multiples of the period.
+    tracked([&] {
+      writer_.finishFile();
+      return true;
+    });
+  }
   feed(info_);
   if (writer_.isInitFile()) return;  // the file could not be opened (reported)
   const bool wasOpen = !openPath_.empty();
@@ -143,29 +180,50 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
   expectKnown_ = true;
   expectedSample_ = chunk->sampleNum() + chunk->numSamples();
 
-  if (chunk->isCorrupted() || !chunk->data() || block.dataSize() > chunk->dataSize()) {
+  // A sample of 32 bytes or more has no bit depth a WAV file can state (8 bits): such a
+  // format is not recorded, rather than written under a width the file does not have.
+  const bool representable = uint32{block.bitDepth()} == uint32{chunk->bytesPerSamp()} * 8u;
+  if (chunk->isCorrupted() || !chunk->data() || !representable || block.dataSize() > chunk->dataSize()) {
     // Damaged, or a frame wider than the stream can carry: the writer must not read past it.
     if (listener_) listener_->missedSamples(chunk->numSamples());
     return;
   }
   if (writer_.isInitFile()) return;  // no file (an open failure was reported)
   if (chunk->isBigEndian() && chunk->bytesPerSamp() > 1) {
+    // The converted copy is as long as the block the writer reads, whatever the width.
     const std::size_t width = chunk->bytesPerSamp();
-    const std::size_t n = block.dataSize() / width * width;
+    const std::size_t size = block.dataSize();
+    const std::size_t whole = size / width * width;
     const uint8* from = chunk->data().get();
-    swapped_.resize(n);
-    for (std::size_t i = 0; i < n; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
+    swapped_.resize(size);
+    for (std::size_t i = 0; i < whole; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
+    std::copy(from + whole, from + size, swapped_.begin() + static_cast<std::ptrdiff_t>(whole));
     block.setData(swapped_.data());
     block.setBigEndian(false);
   }
   // Only a block the writer took without an error counts as written: the figures a host
   // shows must be what the file holds.
+  const uint32 goodBytes = writer_.dataWritten();
+  const uint64 headerBytes = uint64{writer_.riffChunkSize()} + 8 - goodBytes;
   bool clean = false;
   const bool consumed = tracked([&] {
     const bool taken = writer_.feed(block);
     clean = writer_.errorCode() == WAV_NO_ERROR;
     return taken;
   });
+  if (!clean && !writer_.isInitFile() && writer_.dataWritten() != goodBytes) {
+    // The block did not reach the file, but the writer counts it all the same. The file is
+    // finished now, its sizes set to what was written well, so that it never claims samples
+    // it does not hold and no later block lands behind the hole; the next second opens a
+    // new file.
+    const std::filesystem::path path = openPath_;
+    tracked([&] {
+      writer_.finishFile();
+      if (!patchWavSizes(path, headerBytes, goodBytes) && listener_)
+        listener_->error(WAV_FINISH_ERROR, MavWavWriter::errorStr(WAV_FINISH_ERROR));
+      return true;
+    });
+  }
   if (consumed && clean) {
     totalBytes_ += block.dataSize();
     if (listener_) {

@@ -123,6 +123,37 @@ TEST(WavRecorder, BigEndianSamplesAreWrittenLittleEndian) {
             "[1193046, -2, -8388608, 1, 1193046, -2, -8388608, 1]\n");
 }
 
+TEST(WavRecorder, SamplesTooWideForAWavFileAreMissedNotReadPastTheirBlock) {
+  // 127-byte big-endian samples on two channels: no WAV bit depth states that width, and a
+  // conversion buffer sized for one sample must never be read as a whole block.
+  TempDir tmp;
+  Events events;
+  std::vector<uint8> wire(3u * 2u * 127u, 0xA5);
+  {
+    WavRecorder rec(tmp.dir, "wide", 60, nullptr, &events);
+    // Format: bit 7 clear is big-endian, bits 0..6 the bytes per sample.
+    rec.take(wavHeader(1000000000, 0, 8000, 0x7F));
+    auto chunk = std::make_shared<VelStreamDataChunkV0>();
+    chunk->setNumChannels(2);
+    chunk->setSampleFormat(0x7F);
+    chunk->setNumSamples(3);
+    std::shared_ptr<uint8[]> bytes(new uint8[wire.size()]);
+    std::copy(wire.begin(), wire.end(), bytes.get());
+    chunk->ResetI8(bytes, static_cast<uint32>(wire.size()));
+    rec.take(VelStreamMessage(std::make_shared<VelStreamDataPayload>(key(1000000000, 0), chunk)));
+    // A representable big-endian block after it is still converted and written.
+    const uint8 wire16[] = {0x01, 0x02};
+    rec.take(dataMsg(1000000000, 3, wire16, 1, 0x02, nullptr));
+    rec.finish();
+  }
+  EXPECT_EQ(events.missed, 3u);
+  ASSERT_EQ(events.closed.size(), 1u);
+  EXPECT_EQ(events.closed[0].second, fs::file_size(events.closed[0].first));
+  const std::string file = readFile(events.closed[0].first);
+  EXPECT_EQ(file.substr(file.size() - 2), "\x02\x01");  // the last block, little-endian
+  EXPECT_EQ(file.find("\xA5\xA5"), std::string::npos);  // nothing of the wide block
+}
+
 TEST(WavRecorder, SequenceLossesSkipTheShortFirstSecondOfAStream) {
   TempDir tmp;
   Events events;
@@ -202,6 +233,27 @@ TEST(WavRecorder, UnwritableDirectoryIsReportedWithTheWritersText) {
   ASSERT_FALSE(events.errors.empty());
   EXPECT_EQ(events.errors.front(), std::make_pair(1, std::string("Error opening wav file for writing.")));
   EXPECT_TRUE(events.opened.empty());
+}
+
+TEST(WavRecorder, RecordersGivenNoDirectoryWriteHereNotAtTheRoot) {
+  TempDir tmp;
+  testsupport::WorkingDir here(tmp.dir);
+  Events events;
+  {
+    WavRecorder wav("", "w", 60, nullptr, &events);
+    SpectrumRecorder spec("", "s", 60, nullptr, &events);
+    WavStream stream{8000, 1000, 2000000000};
+    stream.run(wav, 1);
+    const uint8 bins[3] = {4, 5, 6};
+    spec.take(fftHeader(61));
+    spec.take(dataMsg(61, 9, bins, 3, 1, nullptr));
+  }
+  EXPECT_TRUE(events.errors.empty());
+  ASSERT_EQ(events.opened.size(), 2u);
+  for (const fs::path& f : events.opened) {
+    EXPECT_EQ(f.parent_path(), ".") << f;
+    EXPECT_TRUE(fs::exists(tmp.dir / f.filename())) << f;
+  }
 }
 
 TEST(SpectrumRecorder, WritesHeaderFromTheEventHeaderAndOneLinePerSpectrum) {

@@ -16,4 +16,10 @@ std::string freshName(const std::filesystem::path& dir, const char* ext, const s
 // Notes that a file of `name` was opened.
 void noteOpened(const std::string& name, std::string& lastBase, int& count);
 
+// The directory a recorder writes into: the writers join directory and name with "/", so an
+// empty directory would put every file at the root of the file system; ours means "here".
+inline std::filesystem::path directoryOrHere(std::filesystem::path dir) {
+  return dir.empty() ? std::filesystem::path(".") : dir;
+}
+
 }  // namespace veliface::record
