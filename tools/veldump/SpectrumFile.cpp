@@ -86,16 +86,12 @@ bool readFrequencies(const std::string& line, SpectrumBlock& block) {
 // Collects the library's diagnostic lines while a header is read back.
 class LogCollect {
  public:
-  LogCollect() {
-    VelLog::setSink([this](const std::string& l) { lines_ += (lines_.empty() ? "" : "; ") + l; });
-  }
-  ~LogCollect() { VelLog::setSink(nullptr); }
-  LogCollect(const LogCollect&) = delete;
-  LogCollect& operator=(const LogCollect&) = delete;
+  LogCollect() : scope_([this](const std::string& l) { lines_ += (lines_.empty() ? "" : "; ") + l; }) {}
   std::string take() { return std::move(lines_); }
 
  private:
-  std::string lines_;
+  std::string lines_;  // declared first: it outlives the scope that fills it
+  VelLog::SinkScope scope_;
 };
 
 class Reader {
