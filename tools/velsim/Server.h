@@ -10,6 +10,7 @@
 
 #include <asio.hpp>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 
