@@ -62,7 +62,7 @@ void perBin(benchmark::State& state) {
 
 // The writer: one data record per iteration through MavSpecWriter::feed.
 void BM_SpecWriterLine(benchmark::State& state) {
-  VelLog::setSink([](const std::string&) {});
+  const VelLog::SinkScope quiet(VelLog::discard);
   const std::filesystem::path file = "/tmp/spectrum_line_bench.txt";
   std::filesystem::remove(file);
   MavSpecWriter writer(3600, L"/tmp");
@@ -83,7 +83,6 @@ void BM_SpecWriterLine(benchmark::State& state) {
   }
   writer.finishFile();
   std::filesystem::remove(file);
-  VelLog::setSink(nullptr);
   perBin(state);
 }
 BENCHMARK(BM_SpecWriterLine)->UseRealTime();
@@ -182,7 +181,7 @@ double threadSeconds() {
 // wall clock mostly measures who else is running.
 void BM_Path_SpectrumLine(benchmark::State& state) {
   constexpr int kBatch = 64;
-  VelLog::setSink([](const std::string&) {});
+  const VelLog::SinkScope quiet(VelLog::discard);
   const std::filesystem::path file = "/tmp/spectrum_line_bench_path.txt";
   std::filesystem::remove(file);
   MavSpecWriter writer(3600, L"/tmp");
@@ -220,7 +219,6 @@ void BM_Path_SpectrumLine(benchmark::State& state) {
   }
   writer.finishFile();
   std::filesystem::remove(file);
-  VelLog::setSink(nullptr);
   const double perBinCount = static_cast<double>(state.iterations()) * kBatch * kBins;
   state.counters["ours"] = ours / perBinCount * 1e9;
   state.counters["anchor"] = anchorTime / perBinCount * 1e9;

@@ -103,7 +103,7 @@ constexpr double kMB = static_cast<double>(kBlocks * kBlockBytes) / 1e6;
 void BM_Path_WavRecord(benchmark::State& state) {
   const std::vector<uint8> block = sampleBlock();
   Records records(block);
-  VelLog::setSink([](const std::string&) {});  // "closing wav file" is not part of the figure
+  const VelLog::SinkScope quiet(VelLog::discard);  // "closing wav file" is not part of the figure
   double ours = 0;
   double anchor = 0;
   for (auto _ : state) {
@@ -118,7 +118,6 @@ void BM_Path_WavRecord(benchmark::State& state) {
     anchor += a;
     ours += o;
   }
-  VelLog::setSink(nullptr);
   const double n = static_cast<double>(state.iterations());
   state.SetBytesProcessed(static_cast<int64_t>(n * kBlocks * kBlockBytes));
   state.counters["ours"] = ours > 0 ? n * kMB / ours : 0;
@@ -131,7 +130,7 @@ BENCHMARK(BM_Path_WavRecord)->Unit(benchmark::kMillisecond)->UseRealTime()->Iter
 void BM_WavWriter(benchmark::State& state) {
   const std::vector<uint8> block = sampleBlock();
   Records records(block);
-  VelLog::setSink([](const std::string&) {});
+  const VelLog::SinkScope quiet(VelLog::discard);
   double seconds = 0;
   for (auto _ : state) {
     const double s = writerRun(records, static_cast<uint64>(state.range(0)));
@@ -142,7 +141,6 @@ void BM_WavWriter(benchmark::State& state) {
     }
     seconds += s;
   }
-  VelLog::setSink(nullptr);
   state.counters["MB/s"] = seconds > 0 ? static_cast<double>(state.iterations()) * kMB / seconds : 0;
 }
 BENCHMARK(BM_WavWriter)->Arg(0)->Arg(kBytesPerSecond)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(4);

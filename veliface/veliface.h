@@ -60,7 +60,7 @@
 #include <veliface/stream/DataCollChunk.h>
 #include <veliface/stream/VelDataCollectCmd.h>
 
-// files: WAV and spectrum formats and writers, date stamps
+// files: WAV and spectrum formats and writers, date stamps, UTF-8 and wide texts
 #include <veliface/files/MavWavFormat.h>
 #include <veliface/files/MavWavHeader.h>
 #include <veliface/files/MavWavInfoData.h>
@@ -69,6 +69,7 @@
 #include <veliface/files/MavSpecWriter.h>
 #include <veliface/files/MavSpectrumFile.h>
 #include <veliface/files/VelDateStamp.h>
+#include <veliface/files/VelWideText.h>
 
 // discovery: network discovery and configuration
 #include <veliface/discovery/VelMarcoCommand.h>

@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   const fs::path dir = made;
-  VelLog::setSink([](const std::string&) {});
+  const VelLog::SinkScope quiet(VelLog::discard);
 
   Checker check;
   std::uint64_t sentHash = kFnvStart;

@@ -124,19 +124,24 @@ class SimDevice {
   uint64 corruptedResponses() const { return faults_.corruptedCrcs(); }
 
  private:
+  // Core (SimDevice.cpp): state, clock, control channel.
   Bytes answer(uint8 code, const Bytes& payload);
-  Bytes enquireResponse() const;
-  Bytes jobSetupResponse(const Bytes& request);
-  Bytes jobEnquiryResponse() const;
-  Bytes triggerSetupResponse(const Bytes& request);
-  Bytes triggerRemoveResponse(const Bytes& request);
-  Bytes triggerEnquiryResponse() const;
-  Bytes dataCollectResponse(const Bytes& request);
-  void writeTags(Bytes& out) const;
+  void setTime(const Bytes& payload);
+  void reset();
   void resetJob();
   void rebuildSnapshot();
   uint32 jobValue(uint16 key, uint32 fallback) const;
   void emit(const std::string& line) const;
+  // The answers, one file per family (SimDeviceEnquire.cpp, SimDeviceJobSetup.cpp,
+  // SimDeviceTriggers.cpp, SimDeviceDataCollect.cpp).
+  Bytes enquireResponse() const;
+  Bytes jobSetupResponse(const Bytes& request);
+  Bytes jobEnquiryResponse() const;
+  void writeTags(Bytes& out) const;
+  Bytes triggerSetupResponse(const Bytes& request);
+  Bytes triggerRemoveResponse(const Bytes& request);
+  Bytes triggerEnquiryResponse() const;
+  Bytes dataCollectResponse(const Bytes& request);
 
   DeviceConfig config_;
   HostClock clock_;

@@ -14,14 +14,6 @@ namespace veldump {
 
 namespace {
 
-// Restores the library's default log sink however the decoding ends.
-struct LogRedirect {
-  explicit LogRedirect(VelLog::Sink sink) { VelLog::setSink(std::move(sink)); }
-  ~LogRedirect() { VelLog::setSink(nullptr); }
-  LogRedirect(const LogRedirect&) = delete;
-  LogRedirect& operator=(const LogRedirect&) = delete;
-};
-
 // Reads from `in` until `buf` is full or the input ends; returns false at the end.
 bool topUp(std::istream& in, CircularByteBuffer& buf, std::uint64_t& total) {
   std::vector<uint8_t> piece(64 * 1024);
@@ -69,7 +61,8 @@ CaptureSummary dumpCapture(std::istream& in, const CaptureOptions& options, std:
     ++sum.messages;
     out << (options.json ? toJson(r) : toText(r)) << '\n';
   };
-  LogRedirect redirect([&](const std::string& line) {
+  // The library's lines join the output while the capture is decoded, however that ends.
+  const VelLog::SinkScope redirect([&](const std::string& line) {
     ++sum.logLines;
     if (options.json)
       out << "{\"log\":" << jsonQuote(line) << "}\n";

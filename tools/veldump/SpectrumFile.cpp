@@ -6,6 +6,7 @@
 #include <veliface/common/VelLog.h>
 #include <veliface/vocabulary/VelDeviceType.h>
 #include <veliface/files/VelDateStamp.h>
+#include <veliface/files/VelWideText.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -29,32 +30,6 @@ const char* const kFileType = "File Type\tSpectrum";
 constexpr std::size_t kMaxHeaderLines = 64;
 // Data lines carry the time of day only; a step back of more than half a day is midnight.
 constexpr std::int64_t kHalfDay = 43200;
-
-// The header reader takes wide text; the file is UTF-8. A byte that is not part of a valid
-// sequence becomes U+FFFD, so a damaged text field stays a (damaged) text field.
-std::wstring fromUtf8(const std::string& s) {
-  std::wstring out;
-  out.reserve(s.size());
-  for (std::size_t i = 0; i < s.size();) {
-    const auto c = static_cast<unsigned char>(s[i]);
-    const int extra = c < 0x80 ? 0 : (c >> 5) == 0x6 ? 1 : (c >> 4) == 0xE ? 2 : (c >> 3) == 0x1E ? 3 : -1;
-    std::uint32_t cp = extra == 0 ? c : extra == 1 ? (c & 0x1Fu) : extra == 2 ? (c & 0x0Fu) : (c & 0x07u);
-    bool ok = extra >= 0 && i + static_cast<std::size_t>(extra) < s.size() + (extra == 0 ? 1 : 0);
-    for (int k = 1; ok && k <= extra; ++k) {
-      const auto cc = static_cast<unsigned char>(s[i + static_cast<std::size_t>(k)]);
-      ok = (cc >> 6) == 0x2;
-      cp = (cp << 6) | (cc & 0x3Fu);
-    }
-    if (!ok) {
-      out.push_back(static_cast<wchar_t>(0xFFFD));
-      ++i;
-      continue;
-    }
-    out.push_back(static_cast<wchar_t>(cp));
-    i += static_cast<std::size_t>(extra) + 1;
-  }
-  return out;
-}
 
 std::int64_t floorDiv(std::int64_t a, std::int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
@@ -86,16 +61,12 @@ bool readFrequencies(const std::string& line, SpectrumBlock& block) {
 // Collects the library's diagnostic lines while a header is read back.
 class LogCollect {
  public:
-  LogCollect() {
-    VelLog::setSink([this](const std::string& l) { lines_ += (lines_.empty() ? "" : "; ") + l; });
-  }
-  ~LogCollect() { VelLog::setSink(nullptr); }
-  LogCollect(const LogCollect&) = delete;
-  LogCollect& operator=(const LogCollect&) = delete;
+  LogCollect() : scope_([this](const std::string& l) { lines_ += (lines_.empty() ? "" : "; ") + l; }) {}
   std::string take() { return std::move(lines_); }
 
  private:
-  std::string lines_;
+  std::string lines_;  // declared first: it outlives the scope that fills it
+  VelLog::SinkScope scope_;
 };
 
 class Reader {
@@ -190,7 +161,10 @@ class Reader {
       bad(block.line, "header block is not a spectrum header");
     }
     LogCollect log;
-    if (!block.header.deserialise(fromUtf8(header_))) {
+    // The header reader takes wide text; the file is UTF-8. A byte that is not part of a
+    // valid sequence becomes U+FFFD, so a damaged text field stays a (damaged) text field.
+    const std::wstring wide = veliface::files::toWide(header_, veliface::files::InvalidUtf8::Replacement);
+    if (!block.header.deserialise(wide)) {
       const std::string why = log.take();
       bad(no, "header: " + (why.empty() ? std::string("rejected") : why));
     }

@@ -162,11 +162,14 @@ TEST(SpectrumFile, MalformedLinesAreListedByNumberAndTheRestIsRead) {
   record(tmp.dir, kStart, {{1, 2}, {3, 4}, {5, 6}});
   std::string text = readFile(tmp.dir / "spec.txt");
   // Lines 34..36 are the spectra. Break the second (a level out of byte range), then cut
-  // the last one short, and spoil the recorded bin width in the header (line 25).
+  // the last one short, and spoil the recorded bin width in the header (line 25). Damage
+  // the firmware text (line 18) too: that is no malformed line, but it must read as damaged.
   std::vector<std::string> lines;
   std::istringstream split(text);
   for (std::string l; std::getline(split, l);) lines.push_back(l);
   ASSERT_EQ(lines.size(), 36u);
+  ASSERT_EQ(lines[17], "Firmware\t3.1");
+  lines[17] = "Firmware\t3.\xFF\xE2\x82";
   ASSERT_EQ(lines[24], "Bin Width [Hz]\t31.250000");
   lines[24] = "Bin Width [Hz]\t32.000000";
   lines[34] = "23:59:55\t\t0.00\t0.00\t101\t2\t3\t999\t";
@@ -184,6 +187,9 @@ TEST(SpectrumFile, MalformedLinesAreListedByNumberAndTheRestIsRead) {
   EXPECT_EQ(s.malformed[1].why, "not a data line");
   EXPECT_EQ(s.malformed[2].line, 36u);
   EXPECT_EQ(s.malformed[2].why, "cut off before its line end");
+  // Each byte outside a valid sequence, even one that starts a sequence cut short, becomes U+FFFD.
+  ASSERT_EQ(s.blocks.size(), 1u);
+  EXPECT_EQ(s.blocks[0].header.firmware(), "3.\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
   std::ostringstream out;
   EXPECT_EQ(veldump::printSpectrumReport(s, false, out), veldump::EXIT_PROBLEM);
   EXPECT_TRUE(has(out.str(), "malformed: line 35: not a data line")) << out.str();

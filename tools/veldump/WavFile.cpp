@@ -118,9 +118,11 @@ WavInspection inspectWav(const std::string& path) {
   buf.write(head.data(), fed);
   MavWavHeaderProcessor reader;
   // Quiet: the INFO reader may log about tags it skips; that is not this tool's output.
-  VelLog::setSink([](const std::string&) {});
-  const bool ok = reader.pump(buf);
-  VelLog::setSink(nullptr);
+  bool ok = false;
+  {
+    const VelLog::SinkScope quiet(VelLog::discard);
+    ok = reader.pump(buf);
+  }
   if (!ok || !reader.header()) {
     w.error = "no complete WAV header (reader error " + std::to_string(reader.errorCode()) + ")";
     return w;

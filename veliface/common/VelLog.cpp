@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -19,9 +20,12 @@ VelLog::Sink& currentSink() {
 
 }  // namespace
 
-void VelLog::setSink(Sink sink) {
+void VelLog::setSink(Sink sink) { exchangeSink(std::move(sink)); }
+
+VelLog::Sink VelLog::exchangeSink(Sink sink) {
   std::lock_guard<std::mutex> lock(sinkMutex());
-  currentSink() = std::move(sink);
+  std::swap(currentSink(), sink);
+  return sink;
 }
 
 void VelLog::write(const std::string& line) {

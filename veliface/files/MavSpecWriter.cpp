@@ -3,7 +3,7 @@
 #include <veliface/common/VelLog.h>
 #include <veliface/files/internal/SpecLine.h>
 #include <veliface/files/internal/Utf8FileBuf.h>
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 
 #include <filesystem>
 

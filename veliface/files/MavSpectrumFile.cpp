@@ -4,7 +4,7 @@
 #include <veliface/device/VelDevice.h>
 #include <veliface/files/VelDateStamp.h>
 #include <veliface/files/DeviceFacts.h>
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
 #include <algorithm>

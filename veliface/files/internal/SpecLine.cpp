@@ -2,7 +2,7 @@
 
 #include <veliface/files/MavSpectrumFile.h>
 #include <veliface/files/VelDateStamp.h>
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 
 #include <algorithm>
 #include <charconv>

@@ -1,7 +1,7 @@
 #include <veliface/files/internal/SpecLine.h>
 
 #include <veliface/files/MavSpectrumFile.h>
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 
 #include <gtest/gtest.h>
 

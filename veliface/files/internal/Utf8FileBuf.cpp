@@ -1,7 +1,7 @@
 #include <veliface/files/internal/Utf8FileBuf.h>
 
 #include <veliface/files/internal/FileIo.h>
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include <veliface/files/internal/WideText.h>
+#include <veliface/files/VelWideText.h>
 
 namespace veliface::files {
 
@@ -13,7 +13,7 @@ int sequenceLength(unsigned char lead) {
 }
 }  // namespace
 
-std::wstring toWide(const std::string& utf8) {
+std::wstring toWide(const std::string& utf8, InvalidUtf8 invalid) {
   std::wstring out;
   out.reserve(utf8.size());
   std::size_t i = 0;
@@ -28,7 +28,7 @@ std::wstring toWide(const std::string& utf8) {
       cp = (cp << 6) | (cont & 0x3Fu);
     }
     if (!ok) {
-      out.push_back(static_cast<wchar_t>(lead));
+      out.push_back(invalid == InvalidUtf8::Latin1 ? static_cast<wchar_t>(lead) : wchar_t{0xFFFD});
       ++i;
       continue;
     }
