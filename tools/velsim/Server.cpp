@@ -1,5 +1,6 @@
 #include "Server.h"
 
+#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -39,9 +40,11 @@ void Server::shutdown() {
 
 void Server::streamEnded(bool completed) {
   if (completed) completedOnce_ = true;
-  if (completedOnce_ && opts_.duration > 0 && !wave_.active() && !spec_.active()) {
-    asio::post(io_, [this] { shutdown(); });
-  }
+  if (!completedOnce_ || opts_.duration <= 0 || wave_.active() || spec_.active()) return;
+  idle_.expires_after(std::chrono::seconds(1));
+  idle_.async_wait([this](const asio::error_code& ec) {
+    if (!ec && !wave_.active() && !spec_.active()) shutdown();
+  });
 }
 
 // The disconnect fault takes the control connection down with the stream.

@@ -26,7 +26,8 @@ class Server {
   void start();
   /// Ends the streams and stops the context.
   void shutdown();
-  /// A stream reached its end; with a duration set, the simulator ends when none is left.
+  /// A stream reached its end; with a duration set, the simulator ends once none has run for
+  /// a second (a host opens its ports one after the other, so the other may be on its way).
   void streamEnded(bool completed);
   /// Drops the control connection, as when a device loses its network link.
   void dropControl();
@@ -63,6 +64,7 @@ class Server {
   udp::endpoint udpPeer_;
   // Splits control writes only; the device applies the other control faults itself.
   velsim::FaultInjector controlSplit_{faultsOf(opts_, 7)};
+  asio::steady_timer idle_{io_};  // the second of grace before the simulator ends
   bool completedOnce_ = false;
   int64 nextFastSecond_ = 0;
 };
