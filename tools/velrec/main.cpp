@@ -355,7 +355,7 @@ int main(int argc, char** argv) {
   }
 
   Console console(isatty(STDERR_FILENO) != 0);
-  VelLog::setSink([&console](const std::string& line) { console.log(line); });
+  const VelLog::SinkScope logToConsole([&console](const std::string& line) { console.log(line); });
   struct sigaction sa {};
   sa.sa_handler = onSignal;
   sigemptyset(&sa.sa_mask);
@@ -397,6 +397,5 @@ int main(int argc, char** argv) {
     console.log("error: " + session->failure());
     rc = 1;
   }
-  VelLog::setSink({});
   return rc;
 }
