@@ -38,14 +38,27 @@ bool patchWavSizes(const std::filesystem::path& path, uint64 headerBytes, uint32
 
 WavRecorder::WavRecorder(std::filesystem::path dir, std::string prefix, int periodSeconds,
                          std::shared_ptr<MavDevice> device, RecordListener* listener)
-    : writer_(static_cast<unsigned>(periodSeconds), directoryOrHere(dir).wstring()),
-      dir_(directoryOrHere(std::move(dir))),
+    : dir_(directoryOrHere(std::move(dir))),
+      period_(periodSeconds),
       prefix_(std::move(prefix)),
       device_(std::move(device)),
       listener_(listener) {
+  writer_ = makeWriter();
+}
+
+std::unique_ptr<MavWavWriter> WavRecorder::makeWriter() const {
+  auto writer = std::make_unique<MavWavWriter>(static_cast<unsigned>(period_), dir_.wstring());
   // Every finish closes the finished file at once (the writer would otherwise keep each one
   // open until logging stops): one open file however many periods go by.
-  writer_.setStopLogging(true);
+  writer->setStopLogging(true);
+  return writer;
+}
+
+void WavRecorder::finishFile() {
+  tracked([&] {
+    writer_->finishFile();
+    return true;
+  });
 }
 
 WavRecorder::~WavRecorder() { finish(); }
@@ -55,10 +68,10 @@ void WavRecorder::take(const VelStreamMessage& message) { dispatchPayload(*this,
 template <typename Op>
 bool WavRecorder::tracked(Op&& op) {
   const bool wasOpen = !openPath_.empty();
-  const uint64 sizeBefore = uint64{writer_.riffChunkSize()} + 8;
+  const uint64 sizeBefore = uint64{writer_->riffChunkSize()} + 8;
   const bool result = op();
-  const bool open = !writer_.isInitFile();
-  const std::filesystem::path now = open ? dir_ / writer_.outputFileName() : std::filesystem::path();
+  const bool open = !writer_->isInitFile();
+  const std::filesystem::path now = open ? dir_ / writer_->outputFileName() : std::filesystem::path();
   if (wasOpen && (!open || now != openPath_)) {
     // What is on disk, which is what the header says unless a write failed part-way.
     std::error_code ec;
@@ -71,15 +84,15 @@ bool WavRecorder::tracked(Op&& op) {
     noteOpened(info_.filename(), lastBase_, baseCount_);
     if (listener_) listener_->fileOpened(now);
   }
-  if (writer_.errorCode() != WAV_NO_ERROR) {
-    if (listener_) listener_->error(writer_.errorCode(), MavWavWriter::errorStr(writer_.errorCode()));
-    writer_.clearErr();
+  if (writer_->errorCode() != WAV_NO_ERROR) {
+    if (listener_) listener_->error(writer_->errorCode(), MavWavWriter::errorStr(writer_->errorCode()));
+    writer_->clearErr();
   }
   return result;
 }
 
 bool WavRecorder::feed(MavWavEventData& record) {
-  return tracked([&] { return writer_.feed(record); });
+  return tracked([&] { return writer_->feed(record); });
 }
 
 void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
@@ -125,22 +138,19 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   haveSeq_ = true;
   lastSeq_ = key->seqNum();
   haveHeader_ = true;
-  writer_.setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample(), forceToStorage_);
+  writer_->setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample(), forceToStorage_);
 
-  if (writer_.isFinishFile()) {
+  if (writer_->isFinishFile()) {
     // The last block filled the file. The writer would end this record with the file, so
     // the file is finished first and the record opens the next one: no second is lost and
     // files still start on whole multiples of the period.
-    tracked([&] {
-      writer_.finishFile();
-      return true;
-    });
+    finishFile();
   }
   feed(info_);
-  if (writer_.isInitFile()) return;  // the file could not be opened (reported)
+  if (writer_->isInitFile()) return;  // the file could not be opened (reported)
   const bool wasOpen = !openPath_.empty();
   feed(setup_);
-  if (wasOpen && writer_.isInitFile()) {
+  if (wasOpen && writer_->isInitFile()) {
     // A new setup finished the file and took the setup record with it: open the next file
     // now, on this header, so that no block of this second is lost.
     info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
@@ -153,7 +163,7 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
 void WavRecorder::onData(const VelStreamDataPayload& payload) {
   const auto chunk = payload.data();
   if (!chunk || !haveHeader_) return;  // before the first header there is nothing to describe it
-  if (writer_.isFinishFile() || !held_.empty()) {
+  if (writer_->isFinishFile() || !held_.empty()) {
     held_.push_back(chunk);
     heldBytes_ += chunk->dataSize();
     // Normally the next header arrives within the second; a stream that stops sending them
@@ -188,7 +198,7 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
     if (listener_) listener_->missedSamples(chunk->numSamples());
     return;
   }
-  if (writer_.isInitFile()) return;  // no file (an open failure was reported)
+  if (writer_->isInitFile()) return;  // no file (an open failure was reported)
   if (chunk->isBigEndian() && chunk->bytesPerSamp() > 1) {
     // The converted copy is as long as the block the writer reads, whatever the width.
     const std::size_t width = chunk->bytesPerSamp();
@@ -203,22 +213,22 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
   }
   // Only a block the writer took without an error counts as written: the figures a host
   // shows must be what the file holds.
-  const uint32 goodBytes = writer_.dataWritten();
-  const uint64 headerBytes = uint64{writer_.riffChunkSize()} + 8 - goodBytes;
+  const uint32 goodBytes = writer_->dataWritten();
+  const uint64 headerBytes = uint64{writer_->riffChunkSize()} + 8 - goodBytes;
   bool clean = false;
   const bool consumed = tracked([&] {
-    const bool taken = writer_.feed(block);
-    clean = writer_.errorCode() == WAV_NO_ERROR;
+    const bool taken = writer_->feed(block);
+    clean = writer_->errorCode() == WAV_NO_ERROR;
     return taken;
   });
-  if (!clean && !writer_.isInitFile() && writer_.dataWritten() != goodBytes) {
+  if (!clean && !writer_->isInitFile() && writer_->dataWritten() != goodBytes) {
     // The block did not reach the file, but the writer counts it all the same. The file is
     // finished now, its sizes set to what was written well, so that it never claims samples
     // it does not hold and no later block lands behind the hole; the next second opens a
     // new file.
     const std::filesystem::path path = openPath_;
     tracked([&] {
-      writer_.finishFile();
+      writer_->finishFile();
       if (!patchWavSizes(path, headerBytes, goodBytes) && listener_)
         listener_->error(WAV_FINISH_ERROR, MavWavWriter::errorStr(WAV_FINISH_ERROR));
       return true;
@@ -237,27 +247,27 @@ void WavRecorder::releaseHeld(bool force) {
   if (held_.empty()) return;
   if (force) {
     // Finish the full file and continue in a new one named after the last header.
-    tracked([&] {
-      writer_.finishFile();
-      return true;
-    });
+    finishFile();
     info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
     feed(info_);
     feed(setup_);
   }
-  while (!held_.empty() && !writer_.isFinishFile() && !writer_.isInitFile()) {
+  while (!held_.empty() && !writer_->isFinishFile() && !writer_->isInitFile()) {
     const auto chunk = held_.front();
     held_.pop_front();
     heldBytes_ -= chunk->dataSize();
     writeBlock(chunk);
   }
-  if (writer_.isInitFile()) {  // no file to put them in
+  if (writer_->isInitFile()) {  // no file to put them in
     held_.clear();
     heldBytes_ = 0;
   }
 }
 
 void WavRecorder::streamRestarted() {
+  finish();
+  writer_ = makeWriter();
+  haveHeader_ = false;
   haveSeq_ = false;
   firstInterval_ = false;
   expectKnown_ = false;
@@ -265,10 +275,16 @@ void WavRecorder::streamRestarted() {
 
 void WavRecorder::finish() {
   if (!held_.empty()) releaseHeld(true);
-  tracked([&] {
-    writer_.finishFile();
-    return true;
-  });
+  finishFile();
+  // Blocks whose channel count no file of this stream can take: a file each would not
+  // hold them either.
+  if (!held_.empty()) {
+    uint64 samples = 0;
+    for (const auto& chunk : held_) samples += chunk->numSamples();
+    held_.clear();
+    heldBytes_ = 0;
+    if (listener_) listener_->missedSamples(samples);
+  }
 }
 
 }  // namespace veliface::record

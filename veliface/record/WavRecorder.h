@@ -42,10 +42,11 @@ class WavRecorder {
   /// Takes one decoded message; event headers and data are recorded, the rest ignored.
   void take(const VelStreamMessage& message);
   /// Finishes every open file properly (sizes patched, closed); recording may go on after.
+  /// Blocks still waiting for a file that suits them are counted as missed.
   void finish();
 
   /// A new stream begins (after a reconnection): its sequence and sample numbers start over,
-  /// so nothing is compared with the stream before.
+  /// so nothing is compared with the stream before. The open file is finished first.
   void streamRestarted();
 
   /// Sets the creator text written into each file's metadata.
@@ -55,7 +56,7 @@ class WavRecorder {
   /// a disk flush a second.
   void setForceToStorage(bool force) { forceToStorage_ = force; }
   /// The writer (for its counters).
-  const MavWavWriter& writer() const { return writer_; }
+  const MavWavWriter& writer() const { return *writer_; }
 
  private:
   template <typename Recorder>
@@ -67,9 +68,11 @@ class WavRecorder {
   bool feed(MavWavEventData& record);
   template <typename Op>
   bool tracked(Op&& op);
+  void finishFile();
+  std::unique_ptr<MavWavWriter> makeWriter() const;
 
-  MavWavWriter writer_;
   std::filesystem::path dir_;
+  int period_;
   std::string prefix_;
   std::shared_ptr<MavDevice> device_;
   RecordListener* listener_;
@@ -93,6 +96,9 @@ class WavRecorder {
   uint64 heldBytes_ = 0;
   // Little-endian copy of a big-endian block; reused, so that blocks cost no allocation.
   std::vector<uint8> swapped_;
+  // A fresh writer per stream: the writer compares each stream's first block with where
+  // the last file of the stream before ended (a sample count from another stream).
+  std::unique_ptr<MavWavWriter> writer_;
 };
 
 }  // namespace veliface::record
