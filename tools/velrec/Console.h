@@ -2,16 +2,28 @@
 // Where velrec talks to its user: log lines and the live status line on standard error,
 // results on standard output.
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace velrec {
 
 /// Log lines and one status line. On a terminal the status line is redrawn in place with
 /// \r and every log line first clears it; elsewhere each status is a plain log line.
+///
+/// A flood of the same diagnostic (lines that differ in their numbers at most, each within a
+/// second of the one before, as a device sending garbage can cause) is cut short: after a
+/// few such lines in a row the rest are
+/// counted and summed up as "... repeated N times" when another line comes, every ten
+/// seconds while the flood lasts, and at the end.
 class Console {
  public:
   /// `tty`: standard error is a terminal.
   explicit Console(bool tty) : tty_(tty) {}
+  /// Sums up a flood still being counted.
+  ~Console();
+  Console(const Console&) = delete;
+  Console& operator=(const Console&) = delete;
   /// One log line, "velrec: " + text, on standard error.
   void log(const std::string& text);
   /// Shows `text` as the current status.
@@ -25,7 +37,15 @@ class Console {
 
  private:
   void clearStatus();
+  void write(const std::string& text);
+  void sumUp(std::chrono::steady_clock::time_point now);
   bool tty_;
+  std::string lastShape_;       // the last line with its digits blanked out
+  int inARow_ = 0;              // lines of that shape in a row
+  std::uint64_t suppressed_ = 0;  // of them not shown and not yet summed up
+  std::string lastSuppressed_;
+  std::chrono::steady_clock::time_point lastSum_{};
+  std::chrono::steady_clock::time_point lastTime_{};  // of the last line
   bool statusShown_ = false;
   std::string lastStatus_;
 };

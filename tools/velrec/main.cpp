@@ -11,6 +11,7 @@
 #include <veliface/common/VelLog.h>
 #include <veliface/device/MavDevice.h>
 #include <veliface/device/VelDevice.h>
+#include <veliface/vocabulary/DeviceText.h>
 
 #include <CLI/CLI.hpp>
 
@@ -355,7 +356,8 @@ int main(int argc, char** argv) {
   }
 
   Console console(isatty(STDERR_FILENO) != 0);
-  const VelLog::SinkScope logToConsole([&console](const std::string& line) { console.log(line); });
+  // The library passes on what devices send (a code byte, a name): shown escaped.
+  const VelLog::SinkScope logToConsole([&console](const std::string& line) { console.log(veliface::escapeDeviceText(line)); });
   struct sigaction sa {};
   sa.sa_handler = onSignal;
   sigemptyset(&sa.sa_mask);
