@@ -11,6 +11,8 @@
 #include <fstream>
 #include <iomanip>
 #include <ostream>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace veldump {
@@ -237,16 +239,76 @@ bool writeRepaired(const std::string& src, const std::string& target, std::uint6
   return true;
 }
 
+// Whether the chunks after "RIFF" size "WAVE" follow one another to the end of the file
+// (identifier, size, body padded to an even length; a last odd chunk may lack its pad), with
+// "fmt " and "data" among them and a RIFF size that covers them all. Such a file is valid
+// whatever order or extra chunks it has, and a repair must leave it alone.
+bool wellFormed(const std::string& path, std::uint64_t fileSize, std::uint32_t riffSize) {
+  std::ifstream in(path, std::ios::binary);
+  bool fmt = false, data = false;
+  std::uint64_t at = 12;
+  for (int chunks = 0; at + 8 <= fileSize && chunks < 100000; ++chunks) {
+    uint8_t head[8];
+    in.seekg(static_cast<std::streamoff>(at));
+    if (!in.read(reinterpret_cast<char*>(head), 8)) return false;
+    const std::uint64_t size = le32(head + 4);
+    fmt = fmt || std::memcmp(head, "fmt ", 4) == 0;
+    data = data || std::memcmp(head, "data", 4) == 0;
+    at += 8 + size + (size & 1);
+  }
+  const bool ends = at == fileSize || at == fileSize + 1;
+  return ends && fmt && data && (riffSize == fileSize - 8 || riffSize == at - 8);
+}
+
+// Holds an exclusive advisory lock on a file while in scope, if it can be had: the library's
+// WAV writer keeps one on every file it is writing.
+class RepairLock {
+ public:
+  explicit RepairLock(const std::string& path) : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    busy_ = fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  }
+  ~RepairLock() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  RepairLock(const RepairLock&) = delete;
+  RepairLock& operator=(const RepairLock&) = delete;
+  /// Another process holds the lock: the file is being written.
+  bool busy() const { return busy_; }
+
+ private:
+  int fd_;
+  bool busy_ = false;
+};
+
 }  // namespace
 
 int repairWav(const std::string& path, const std::string& output, std::ostream& out) {
+  const RepairLock lock(path);
+  if (lock.busy()) {
+    out << "error: " << path << " is being written by another program (it holds the file's lock); not repaired\n";
+    return EXIT_PROBLEM;
+  }
   const WavInspection w = inspectWav(path);
   if (!w.readable()) {
     out << "error: " << w.error << '\n';
     return EXIT_UNREADABLE;
   }
+  if (wellFormed(path, w.fileSize, w.riffSize)) {
+    out << path << ": a valid WAV file; nothing changed\n";
+    return EXIT_OK;
+  }
   const auto fmt = w.header->fmt();
-  const std::uint64_t align = fmt && fmt->blockAlign() ? fmt->blockAlign() : 1;
+  if (!fmt) {
+    out << "error: no fmt chunk before the data chunk; not repaired (its chunks are in an order this tool does not rebuild)\n";
+    return EXIT_PROBLEM;
+  }
+  if (fmt->blockAlign() == 0 ||
+      fmt->blockAlign() != std::uint64_t{fmt->numChannels()} * (fmt->bitsPerSamp() / 8u)) {
+    out << "error: block align " << fmt->blockAlign() << " does not fit " << fmt->numChannels() << " channels of "
+        << fmt->bitsPerSamp() << " bits; not repaired (sizes from it could drop samples)\n";
+    return EXIT_PROBLEM;
+  }
+  const std::uint64_t align = fmt->blockAlign();
   const std::uint64_t data = w.dataInFile() / align * align;
   const std::uint64_t riff = w.dataOffset - 8 + data;
   if (riff > 0xFFFFFFFFu) {

@@ -38,11 +38,14 @@ WavInspection inspectWav(const std::string& path);
 int printWavReport(const WavInspection& w, std::ostream& out);
 
 /// Rewrites the RIFF and data sizes of the file at `path` from its length (the data size
-/// rounded down to whole blocks, a partial block dropped), keeping everything else; writes
-/// to `output`, or in place when `output` is empty, through a temporary file in the target
-/// directory that is renamed over the target. A file that is already right is left alone.
-/// Reports what it changed to `out`; returns 0 when repaired or already right, 1 when it
-/// cannot write, 2 when the input is unreadable.
+/// rounded down to whole blocks, a partial block dropped), keeping everything else, unless
+/// that could make the file worse: a valid file (any chunk order, chunks after the samples)
+/// is left alone; a file another program is writing (it holds the lock the library's writer
+/// takes), one without a fmt chunk before its samples, or one whose block align does not fit
+/// its format is refused. Writes to `output`, or in place when `output` is empty, through a
+/// temporary file in the target directory that is renamed over the target. Reports what it
+/// did to `out`; returns 0 when repaired or already right, 1 when refused or it cannot
+/// write, 2 when the input is unreadable.
 int repairWav(const std::string& path, const std::string& output, std::ostream& out);
 
 }  // namespace veldump

@@ -11,7 +11,11 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
+
+#include <tuple>
 
 namespace fs = std::filesystem;
 
@@ -150,6 +154,101 @@ TEST(Wav, RepairRestoresTheFinishedFileByteForByte) {
   EXPECT_EQ(veldump::repairWav((tmp.dir / "fixed.wav").string(), "", out3), veldump::EXIT_OK);
   EXPECT_NE(out3.str().find("nothing changed"), std::string::npos);
   EXPECT_EQ(fs::last_write_time(tmp.dir / "fixed.wav"), before);
+}
+
+// A chunk: identifier, size, body and the pad byte an odd body needs.
+std::string chunk(const char* id, const std::string& body) {
+  std::string c = id;
+  c += std::string(4, '\0');
+  put32(c, 4, static_cast<uint32_t>(body.size()));
+  c += body;
+  if (body.size() % 2) c += '\0';
+  return c;
+}
+
+// `good` with its fmt chunk moved behind its data chunk, sizes kept right.
+std::string dataBeforeFmt(const std::string& good) {
+  const std::size_t fmtAt = good.find("fmt ", 12), dataAt = good.find("data", 12);
+  std::string out = good.substr(0, fmtAt) + good.substr(dataAt) + good.substr(fmtAt, dataAt - fmtAt);
+  return out;
+}
+
+TEST(Wav, RepairLeavesEveryValidFileByteForByte) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  std::vector<std::string> valid;
+  for (const std::string& tail : {chunk("LIST", std::string("INFOICMT\x04\0\0\0note", 16)), chunk("id3 ", "abc")}) {
+    std::string v = good + tail;  // a chunk after the samples: an odd one carries its pad byte
+    put32(v, 4, static_cast<uint32_t>(v.size() - 8));
+    valid.push_back(v);
+  }
+  valid.push_back(dataBeforeFmt(good));
+  for (std::size_t i = 0; i < valid.size(); ++i) {
+    const fs::path f = tmp.dir / ("valid" + std::to_string(i) + ".wav");
+    spit(f, valid[i]);
+    std::ostringstream out;
+    EXPECT_EQ(veldump::repairWav(f.string(), "", out), veldump::EXIT_OK) << out.str();
+    EXPECT_NE(out.str().find("nothing changed"), std::string::npos) << out.str();
+    EXPECT_EQ(readFile(f), valid[i]) << i;
+  }
+}
+
+TEST(Wav, RepairRefusesWhatItCouldOnlyMakeWorse) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  const std::size_t off = dataOffset(good);
+  std::string cut = good;  // a cut recording, sizes never written
+  put32(cut, 4, 0);
+  put32(cut, off - 4, 0);
+
+  // Its fmt chunk behind the samples: nothing to take the block size from.
+  std::string late = dataBeforeFmt(good);
+  put32(late, 4, 0);
+  put32(late, late.find("data", 12) + 4, 0);
+  // A block align larger than all the samples: sizes from it would drop every one.
+  std::string wide = cut;
+  const std::size_t fmtAt = wide.find("fmt ", 12);
+  put32(wide, fmtAt + 20, 4096u | (24u << 16));  // block align 4096, 24 bits
+  for (const auto& [name, bytes, why] : {std::tuple{"late.wav", late, "no fmt chunk before the data chunk"},
+                                         std::tuple{"wide.wav", wide, "block align 4096"}}) {
+    const fs::path f = tmp.dir / name;
+    spit(f, bytes);
+    std::ostringstream out;
+    EXPECT_EQ(veldump::repairWav(f.string(), "", out), veldump::EXIT_PROBLEM) << out.str();
+    EXPECT_NE(out.str().find(why), std::string::npos) << out.str();
+    EXPECT_EQ(readFile(f), bytes) << name;
+  }
+
+  // A file whose lock another program holds: not touched, and repaired once it is free.
+  const fs::path busy = tmp.dir / "busy.wav";
+  spit(busy, cut);
+  const int fd = ::open(busy.c_str(), O_RDONLY);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::flock(fd, LOCK_EX), 0);
+  std::ostringstream out;
+  EXPECT_EQ(veldump::repairWav(busy.string(), "", out), veldump::EXIT_PROBLEM);
+  EXPECT_NE(out.str().find("is being written by another program"), std::string::npos) << out.str();
+  EXPECT_EQ(readFile(busy), cut);
+  ::close(fd);
+  std::ostringstream after;
+  EXPECT_EQ(veldump::repairWav(busy.string(), "", after), veldump::EXIT_OK) << after.str();
+  EXPECT_EQ(readFile(busy), good);
+}
+
+TEST(Wav, TheWritersLockKeepsRepairOffAFileInProgress) {
+  TempDir tmp;
+  const std::string good = recordWav(tmp.dir);
+  const fs::path f = tmp.dir / "open.wav";
+  MavWavOutFile writing;
+  ASSERT_TRUE(writing.open(f));
+  ASSERT_TRUE(writing.append(good.data(), good.size()));
+  ASSERT_TRUE(writing.flush());
+  std::ostringstream out;
+  EXPECT_EQ(veldump::repairWav(f.string(), "", out), veldump::EXIT_PROBLEM) << out.str();
+  EXPECT_NE(out.str().find("is being written"), std::string::npos) << out.str();
+  writing.close();
+  std::ostringstream after;
+  EXPECT_EQ(veldump::repairWav(f.string(), "", after), veldump::EXIT_OK) << after.str();
 }
 
 TEST(Wav, UnreadableInputsExitWithTwo) {

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 MavWavOutFile::MavWavOutFile(std::size_t batchBytes) : capacity_(batchBytes == 0 ? 1 : batchBytes) {}
@@ -23,6 +24,9 @@ bool MavWavOutFile::open(const std::filesystem::path& path) {
     fd_ = veliface::files::fileIo().open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   } while (fd_ < 0 && errno == EINTR);
   if (fd_ < 0) failed_ = true;
+  // An advisory lock for as long as the file is being written, so that a repair tool can
+  // tell a recording in progress from one that was cut off. Not having it changes nothing.
+  if (fd_ >= 0) (void)::flock(fd_, LOCK_EX | LOCK_NB);
   return fd_ >= 0;
 }
 
