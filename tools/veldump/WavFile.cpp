@@ -294,7 +294,7 @@ int repairWav(const std::string& path, const std::string& output, std::ostream& 
     return EXIT_UNREADABLE;
   }
   if (wellFormed(path, w.fileSize, w.riffSize)) {
-    out << path << ": a valid WAV file; nothing changed\n";
+    out << path << ": sizes already match the file; nothing changed\n";
     return EXIT_OK;
   }
   const auto fmt = w.header->fmt();
