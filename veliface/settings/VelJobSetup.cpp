@@ -26,12 +26,13 @@ void readJobSetupBody(ByteStream* s, const JobSetupReadStyle& style, JobSetupTyp
         if (s->fail()) return;
         continue;
       }
-      // A known key is read by its class's own layout, whatever the length says.
+      // A known key is read by its class's own layout, whatever the length says. A value cut
+      // off by the end of the payload still makes a tag: the fields that could not be read
+      // keep their constructor values. Devices send keys in ascending order, so the end is
+      // the right hint; a repeated key still replaces the earlier value.
       std::shared_ptr<VelJobSettingsTag> tag = kind->read(s);
-      if (s->fail()) return;  // the value was cut off: keep only the complete tags
-      // Devices send keys in ascending order, so the end is the right hint; a repeated key
-      // still replaces the earlier value.
-      tags.insert_or_assign(tags.end(), static_cast<JobTagKey>(key), std::move(tag));
+      if (tag) tags.insert_or_assign(tags.end(), static_cast<JobTagKey>(key), std::move(tag));
+      if (s->fail()) return;  // nothing after a cut value can be read
     }
   } else if (type == JOB_SETUP_ERROR) {
     VelLog::write(std::string(style.logPrefix) + "JobSetup Error Returned!");

@@ -74,6 +74,28 @@ TYPED_TEST(JobSetupResponse, UnknownKeyIsLoggedAndSkippedByItsLength) {
   EXPECT_EQ(r->jobSetup().at(FFT_ACCUM)->toString(), "$FFT_ACCUM=13");
 }
 
+TYPED_TEST(JobSetupResponse, AKnownTagCutShortIsStillStored) {
+  // A rate of which two value bytes arrived: the tag is there, its value unread.
+  const auto scalar = parse<TypeParam>({0x14, 0x00, 0x02, 0x00,  //
+                                        0x07, 0x00, 0x04, 0x00, 0x0C, 0x00, 0x00, 0x00,  //
+                                        0x0E, 0x00, 0x04, 0x00, 0x80, 0xBB});
+  ASSERT_EQ(scalar->jobSetup().size(), 2u);
+  EXPECT_EQ(scalar->jobSetup().at(FFT_ACCUM)->toString(), "$FFT_ACCUM=12");
+  ASSERT_TRUE(scalar->containsTag(WAVE_SAMPLE_RATE));
+  EXPECT_EQ(scalar->jobSetup().at(WAVE_SAMPLE_RATE)->tagKey(), WAVE_SAMPLE_RATE);
+
+  // A device list whose count is missing, and an address list whose hub address is: both
+  // stored, empty.
+  const auto serials = parse<TypeParam>({0x14, 0x00, 0x01, 0x00, 0x00, 0x80, 0x06, 0x00, 0x02});
+  ASSERT_TRUE(serials->containsTag(ARRAY_SERIALS));
+  EXPECT_TRUE(dynamic_cast<const HciDeviceListTag&>(*serials->jobSetup().at(ARRAY_SERIALS)).deviceList().empty());
+  const auto addrs = parse<TypeParam>({0x14, 0x00, 0x01, 0x00, 0x02, 0x80, 0x0A, 0x00, 0x02, 0x00, 0x0A});
+  ASSERT_TRUE(addrs->containsTag(ARRAY_IP_ADDR));
+  const auto& list = dynamic_cast<const HciDeviceIpListTag&>(*addrs->jobSetup().at(ARRAY_IP_ADDR));
+  EXPECT_EQ(list.hciAddr(), 0u);
+  EXPECT_TRUE(list.addrList().empty());
+}
+
 TYPED_TEST(JobSetupResponse, ErrorResponseCarriesTheRecord) {
   LogCapture log;
   const auto r = parse<TypeParam>({0xFF, 0xFF, 0xF3, 0xFF, 0x14, 0x00, 0x0F, 0x00});
