@@ -128,11 +128,15 @@ TEST(JobSetupResponse, EmptyEntriesDifferBetweenTheTwoResponses) {
   EXPECT_FALSE(enq->containsTag(FFT_PTS_PER));
   ASSERT_TRUE(enq->containsTag(FFT_ACCUM));
   EXPECT_EQ(enq->jobSetup().at(FFT_ACCUM)->toString(), "$FFT_ACCUM=12");
-  // ... the setup response reads a known key by its layout, whatever its length says.
+  // ... the setup response reads a known key by its layout, whatever its length says: the
+  // next entry's key and length become its value, and that entry's value becomes key 12
+  // with a length, whose own value the payload cuts short.
   const auto cmd = parse<VelJobSetupCmd>(body);
   ASSERT_TRUE(cmd->containsTag(FFT_PTS_PER));
   EXPECT_EQ(cmd->jobSetup().at(FFT_PTS_PER)->toString(), "$FFT_PTS_PER=262151");
-  EXPECT_EQ(cmd->jobSetup().size(), 1u);
+  EXPECT_EQ(cmd->jobSetup().size(), 2u);
+  EXPECT_TRUE(cmd->containsTag(static_cast<JobTagKey>(12)));
+  EXPECT_FALSE(cmd->containsTag(FFT_ACCUM));
 }
 
 TEST(JobSetupResponse, EnquiryResponseIsDeliveredByTheControlProcessor) {
