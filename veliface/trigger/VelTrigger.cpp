@@ -13,19 +13,40 @@ bool VelTrigger::operator==(const VelTrigger& other) const {
 
 void VelTrigger::readData(ByteStream* /*s*/) {}
 
-std::unique_ptr<VelTrigger> VelTrigger::makeRecord(TEST_TYPE type) {
-  switch (type) {
-    case 0:
-    case 1:
-      return std::make_unique<VelTrigger_0_1>(type);
-    case 4:
-      return std::make_unique<VelTrigger_4>(type);
-    case 5:
-    case 6:
-      return std::make_unique<VelTrigger_5_6>(type);
-    default:
-      return nullptr;
+namespace {
+
+// A record class: the test types it takes, how to make one, how to read its body. Body
+// readers are not virtual, so the reader calls the one of the class it made through here.
+struct RecordKind {
+  TEST_TYPE first, last;
+  std::unique_ptr<VelTrigger> (*make)(TEST_TYPE type);
+  void (*readBody)(VelTrigger& rec, ByteStream* s);
+};
+
+template <typename Record>
+constexpr RecordKind kindOf(TEST_TYPE first, TEST_TYPE last) {
+  return {first, last, [](TEST_TYPE type) -> std::unique_ptr<VelTrigger> { return std::make_unique<Record>(type); },
+          [](VelTrigger& rec, ByteStream* s) { static_cast<Record&>(rec).readData(s); }};
+}
+
+const RecordKind kRecordKinds[] = {
+    kindOf<VelTrigger_0_1>(0, 1),
+    kindOf<VelTrigger_4>(4, 4),
+    kindOf<VelTrigger_5_6>(5, 6),
+};
+
+const RecordKind* kindFor(TEST_TYPE type) {
+  for (const RecordKind& k : kRecordKinds) {
+    if (type >= k.first && type <= k.last) return &k;
   }
+  return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<VelTrigger> VelTrigger::makeRecord(TEST_TYPE type) {
+  const RecordKind* kind = kindFor(type);
+  return kind ? kind->make(type) : nullptr;
 }
 
 std::unique_ptr<VelTrigger> VelTrigger::read(ByteStream* s, WireForm form) {
@@ -36,9 +57,10 @@ std::unique_ptr<VelTrigger> VelTrigger::read(ByteStream* s, WireForm form) {
   if (!lead || !s->readLE(type)) return nullptr;
   // Types without a record class (2, 3, 7 and above) leave their body unread: its size is
   // unknown here, so the caller resynchronises from the enclosing message.
-  std::unique_ptr<VelTrigger> rec = makeRecord(type);
-  if (!rec) return nullptr;
-  rec->readData(s);
+  const RecordKind* kind = kindFor(type);
+  if (!kind) return nullptr;
+  std::unique_ptr<VelTrigger> rec = kind->make(type);
+  kind->readBody(*rec, s);
   rec->setTestType(type);
   if (form == WireForm::ErrorCoded) {
     rec->setErrorCode(errorCode);

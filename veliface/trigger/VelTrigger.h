@@ -49,11 +49,13 @@ class VelTrigger : public VelControlMsgPayload, public DeserializationFactory<Ve
   virtual bool operator==(const VelTrigger& other) const;
   /// Chooses set up (0x53) or remove (0x54).
   virtual void setCommandCode(uint8 code) { commandCode_ = code; }
-  /// Fills the body fields from `s` (the base record has no body).
-  virtual void readData(ByteStream* s);
+  /// Fills the body fields from `s` (the base record has no body). Not virtual: each record
+  /// class has its own, and the reader calls the one of the class it built.
+  void readData(ByteStream* s);
   /// The error text of `errorCode`; with `withPrefix` a band trigger names itself
-  /// ("Trigger <n+1> error: ...").
-  virtual std::string errorMes(bool withPrefix) const;
+  /// ("Trigger <n+1> error: ..."). Not virtual: through a `VelTrigger&` this base form is
+  /// what every record gives, also a band trigger, whose own form hides it.
+  std::string errorMes(bool withPrefix) const;
 
   /// Negation of `==`.
   bool operator!=(const VelTrigger& other) const { return !(*this == other); }
@@ -109,7 +111,7 @@ class VelTriggerRecord : public VelTrigger {
     return o && VelTrigger::operator==(other) && self().sameBody(*o);
   }
   /// Fills the body fields from `s`; a field that cannot be read keeps its value.
-  void readData(ByteStream* s) override {
+  void readData(ByteStream* s) {
     std::apply([s](auto&... f) { (s->readLE(f), ...); }, self().body());
   }
   /// Reads an error-coded record; null unless its test type selects this class.
@@ -245,7 +247,7 @@ class VelTrigger_5_6 : public VelTriggerRecord<VelTrigger_5_6> {
   /// Writes the removal record when the command is 0x54, else the 24-byte set-up record.
   void serialize(uint64* len, uint8* buf) const override;
   /// The record's own text; without prefix "Trigger <n> <text>" (zero-based number).
-  std::string errorMes(bool withPrefix) const override;
+  std::string errorMes(bool withPrefix) const;
   /// Every body field and the event flag byte equal (regime and bookkeeping are not).
   virtual bool operator==(const VelTrigger_5_6& other) const;
 

@@ -126,6 +126,20 @@ TEST(VelTrigger, SetStatusAndSetInactive) {
   EXPECT_TRUE(ev == VelTrigger_5_6::SEventTrigger());
 }
 
+TEST(VelTrigger, TheBodyReaderIsThatOfTheClassItIsCalledOn) {
+  const std::vector<uint8> body(22, 0x07);
+  VelTrigger_5_6 band(5);
+  VelTrigger& asBase = band;
+  ByteStream viaBase(body.data(), body.size());
+  asBase.readData(&viaBase);  // the base record has no body: nothing is read
+  EXPECT_EQ(viaBase.bytesAvailable(), body.size());
+  EXPECT_EQ(band, VelTrigger_5_6(5));
+  ByteStream direct(body.data(), body.size());
+  band.readData(&direct);
+  EXPECT_EQ(direct.bytesAvailable(), 0u);
+  EXPECT_NE(band, VelTrigger_5_6(5));
+}
+
 TEST(VelTrigger, ErrorTexts) {
   VelTrigger_5_6 band(5);
   VelTrigger_0_1 plain(1);
@@ -140,7 +154,12 @@ TEST(VelTrigger, ErrorTexts) {
     band.setErrorCode(code);
     EXPECT_EQ(plain.errorMes(true), text);  // only band triggers name themselves
     EXPECT_EQ(band.errorMes(true), text.empty() ? "" : "Trigger 1 error: " + text);
-    EXPECT_EQ(asBase.errorMes(false), text.empty() ? "" : "Trigger 0 " + text);
+    // The band trigger's own form (zero-based number, no "error:") ...
+    EXPECT_EQ(band.errorMes(false), text.empty() ? "" : "Trigger 0 " + text);
+    // ... hides the base one without overriding it: through the base, as in the list of an
+    // enquiry response, the base form is what comes out.
+    EXPECT_EQ(asBase.errorMes(false), text);
+    EXPECT_EQ(asBase.errorMes(true), text.empty() ? "" : "Trigger 1 error: " + text);
   }
 }
 
