@@ -112,6 +112,10 @@ class SmRecDevice : public VelDevice {
   bool updateDeviceInfo(const VelEnquireCmd& cmd) override;
   /// The common dump with link type, model and battery lines.
   std::string toString() const override;
+  /// The model text from the recorder record.
+  std::string modelString() const override { return VelDevice::modelString(); }
+  /// Sets the model text.
+  void setModelString(const std::string& v) override { VelDevice::setModelString(v); }
 
   /// Source of the recorder's clock.
   virtual VelTimeSource sysTimeSrc() const { return sysTimeSrc_; }
@@ -148,4 +152,8 @@ class HciDevice : public VelDevice {
   bool updateDeviceInfo(const VelEnquireCmd& cmd) override;
   /// The common dump with link type and firmware release lines.
   std::string toString() const override;
+  /// The firmware release text from the hub record.
+  std::string firmwareRel() const override { return VelDevice::firmwareRel(); }
+  /// Sets the firmware release text.
+  void setFirmwareRel(const std::string& v) override { VelDevice::setFirmwareRel(v); }
 };

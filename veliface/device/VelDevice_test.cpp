@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <vector>
@@ -177,6 +178,25 @@ TEST(VelDevice, RecorderAndHubReportOnlyTheirRecord) {
   }
   VelDevice sensor(DEV_AUREL_HF);
   EXPECT_TRUE(sensor.updateDeviceInfo(response(DEV_AUREL_HF, nullptr)));
+}
+
+TEST(VelDevice, RecorderAndHubOverrideTheirRecordTexts) {
+  // Overridden in the class itself, so the member pointers belong to it (an inherited one
+  // would name VelDevice).
+  static_assert(std::is_same_v<decltype(&SmRecDevice::modelString), std::string (SmRecDevice::*)() const>);
+  static_assert(std::is_same_v<decltype(&SmRecDevice::setModelString), void (SmRecDevice::*)(const std::string&)>);
+  static_assert(std::is_same_v<decltype(&HciDevice::firmwareRel), std::string (HciDevice::*)() const>);
+  static_assert(std::is_same_v<decltype(&HciDevice::setFirmwareRel), void (HciDevice::*)(const std::string&)>);
+  // And they keep the value, through the base too.
+  SmRecDevice rec(DEV_POWER_MODULE);
+  VelDevice& recBase = rec;
+  recBase.setModelString("ST-600");
+  EXPECT_EQ(rec.modelString(), "ST-600");
+  HciDevice hub(DEV_ARRAY_HUB);
+  VelDevice& hubBase = hub;
+  hubBase.setFirmwareRel("4.1.7");
+  EXPECT_EQ(hub.firmwareRel(), "4.1.7");
+  EXPECT_EQ(hubBase.firmwareRel(), "4.1.7");
 }
 
 TEST(VelDevice, TextDumps) {
