@@ -1,5 +1,7 @@
 #include <veliface/host/DeviceRecording.h>
 
+#include <veliface/record/CutChunks.h>
+
 #include <veliface/device/VelDevice.h>
 #include <veliface/stream/VelStreamChunk.h>
 #include <veliface/stream/VelStreamPayloads.h>
@@ -65,6 +67,7 @@ void DeviceRecording::collect(StreamPort port) {
 void DeviceRecording::takeWave(const VelStreamMessage& msg) {
   const auto& payload = msg.payload();
   if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+    if (!record::headerIsWhole(*hdr)) return;  // cut short: the recorder passes it over too
     if (const auto wav = hdr->streamSetupChunk().wavSetup()) {
       counters_.sampleRate = wav->sampleRate();
       if (settings_.duration > 0) wave_.setSampleLimit(limitSamples());
@@ -83,6 +86,7 @@ void DeviceRecording::takeSpectrum(const VelStreamMessage& msg) {
   if (specDone_) return;
   const auto& payload = msg.payload();
   if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
+    if (!record::headerIsWhole(*hdr)) return;
     const auto fft = hdr->streamSetupChunk().fftSetup();
     const auto key = hdr->eventKey();
     if (fft) specRate_ = fft->sampleRate();
@@ -97,7 +101,7 @@ void DeviceRecording::takeSpectrum(const VelStreamMessage& msg) {
   }
   if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
     const auto key = d->eventKey();
-    if (key && specRate_ > 0) specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
+    if (key && key->typecode() != 0 && specRate_ > 0) specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
   }
   spec_.take(msg);
 }

@@ -1,5 +1,6 @@
 #include <veliface/host/StreamSession.h>
 
+#include <veliface/record/CutChunks.h>
 #include <veliface/stream/VelStreamChunk.h>
 #include <veliface/stream/VelStreamNotifyPayload.h>
 #include <veliface/stream/VelStreamPayloads.h>
@@ -120,15 +121,15 @@ void StreamSession::follow(const VelStreamMessage& msg) {
   // Stream time follows the sample numbers, so that frames that never came still count and
   // a recording of N seconds ends after N seconds of the stream, with or without losses.
   if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
-    if (const auto key = hdr->eventKey()) {
+    if (const auto key = hdr->eventKey(); key && veliface::record::headerIsWhole(*hdr)) {
       uint64 upto = key->seqNum();
       if (limit_ > 0) upto = std::min(upto, std::max(limit_, base_) - base_);
       countGap(upto);
       connPos_ = std::max(connPos_, key->seqNum());
     }
   } else if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
-    if (const auto chunk = d->data()) {
-      counters_.samples += chunk->numSamples();
+    if (const auto chunk = d->data(); chunk && veliface::record::dataHeadIsWhole(*chunk)) {
+      if (!chunk->isCorrupted()) counters_.samples += chunk->numSamples();
       // The chunk carries the low 32 bits of the sample number.
       const uint64 low = connPos_ & 0xFFFFFFFFull;
       uint64 first = (connPos_ - low) + chunk->sampleNum();

@@ -2,6 +2,7 @@
 
 #include <veliface/files/VelDateStamp.h>
 #include <veliface/files/DeviceFacts.h>
+#include <veliface/record/CutChunks.h>
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/record/internal/PayloadDispatch.h>
 #include <veliface/stream/VelStreamPayloads.h>
@@ -175,6 +176,7 @@ void WavRecorder::onData(const VelStreamDataPayload& payload) {
 }
 
 void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk) {
+  if (!dataHeadIsWhole(*chunk)) return;  // nothing known of where it belongs or how long it is
   MavWavDataChunk block;
   block.setSampleNum(chunk->sampleNum());
   block.setNumChannels(chunk->numChannels());

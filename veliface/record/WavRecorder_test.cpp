@@ -154,6 +154,34 @@ TEST(WavRecorder, SamplesTooWideForAWavFileAreMissedNotReadPastTheirBlock) {
   EXPECT_EQ(file.find("\xA5\xA5"), std::string::npos);  // nothing of the wide block
 }
 
+TEST(WavRecorder, AHeaderCutShortOpensNoFile) {
+  // A header whose key was cut short by the end of its frame: the key reads as zeros, type
+  // byte included. It names no second, so it opens no file dated 1970; the next whole
+  // header does.
+  TempDir tmp;
+  Events events;
+  WavRecorder rec(tmp.dir, "cut", 60, nullptr, &events);
+  auto header = [](const std::shared_ptr<const VelEventKeyChunk>& k) {
+    stWAVE_SETUP_CHUNK_V0 setup{};
+    setup.type = 0x45;
+    setup.sampleRate = 8000;
+    setup.sampleFormat = 0x82;
+    return VelStreamMessage(std::make_shared<VelStreamEventHeaderPayload>(
+        k, deviceInfo(), std::vector<std::shared_ptr<const VelStreamStatusChunk>>{},
+        VelStreamSetupContainer(std::shared_ptr<const VelWavSetupChunk>(std::make_shared<VelWavSetupChunk>(setup))),
+        std::vector<std::shared_ptr<const VelAmplScalingChunk>>{}, 1, nullptr));
+  };
+  rec.take(header(std::make_shared<VelEventKeyChunkV1>(stKEY_CHUNK_V1{})));
+  const uint8 two[4] = {1, 2, 3, 4};
+  rec.take(dataMsg(1000000000, 0, two, 2, 0x82, nullptr));
+  EXPECT_TRUE(events.opened.empty());
+  rec.take(header(key(1000000000, 0)));
+  rec.take(dataMsg(1000000000, 0, two, 2, 0x82, nullptr));
+  rec.finish();
+  ASSERT_EQ(events.opened.size(), 1u);
+  EXPECT_EQ(events.opened[0].filename(), "cut20010909_014640.wav");
+}
+
 TEST(WavRecorder, SequenceLossesSkipTheShortFirstSecondOfAStream) {
   TempDir tmp;
   Events events;

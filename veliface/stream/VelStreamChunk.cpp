@@ -67,7 +67,10 @@ bool VelStreamDataChunkV0::readHead(ByteStream* s) {
 
 VelStreamDataChunkV0* VelStreamDataChunkV0::deserialize(ByteStream* s) {
   auto* chunk = new VelStreamDataChunkV0();
-  if (!chunk->readHead(s)) return chunk;
+  if (!chunk->readHead(s)) {
+    chunk->isCorrupted_ = true;  // cut in its head: the fields keep their defaults
+    return chunk;
+  }
   const uint32 count = sampleByteCount(chunk->sampleFormat_, chunk->numChannels_, chunk->numSamples_);
   // Never allocate for samples that are not there: the count comes from the wire.
   if (count > s->bytesAvailable()) {
@@ -85,11 +88,16 @@ VelStreamDataChunkV0* VelStreamDataChunkV0::deserialize(ByteStream* s) {
 std::shared_ptr<VelStreamDataChunkV0> VelStreamDataChunkV0::deserializeShared(
     ByteStream* s, const std::shared_ptr<uint8[]>& block) {
   auto chunk = veliface::stream::makePooled<VelStreamDataChunkV0>();
-  if (!chunk->readHead(s)) return nullptr;
+  if (!chunk->readHead(s)) {
+    chunk->isCorrupted_ = true;  // cut in its head: the fields keep their defaults
+    return chunk;
+  }
   const uint32 count = sampleByteCount(chunk->sampleFormat_, chunk->numChannels_, chunk->numSamples_);
   if (count > s->bytesAvailable()) {
+    // Fewer sample bytes than announced: a chunk without samples, marked as corrupted.
+    chunk->isCorrupted_ = true;
     s->ignore(s->bytesAvailable());
-    return nullptr;
+    return chunk;
   }
   if (count > 0) {
     // The samples stay where the frame was read; the chunk shares the frame's block.

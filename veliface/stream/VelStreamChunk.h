@@ -170,16 +170,26 @@ class FixedChunk : public Base {
   /// The raw record type this chunk holds.
   using Record = Rec;
   /// Takes its own copy of an already filled raw record.
-  explicit FixedChunk(const Rec& raw) : raw_(raw) {}
+  explicit FixedChunk(const Rec& raw) : local_(raw), raw_(&local_) {}
+  /// Takes ownership of an already filled raw record: the chunk reads that very record and
+  /// frees it with itself (a null record gives an all-zero one).
+  explicit FixedChunk(std::unique_ptr<Rec> raw)
+      : adopted_(raw ? std::move(raw) : std::make_unique<Rec>()), raw_(adopted_.get()) {}
+  /// A chunk is shared, not copied: it may hold the very record it was given.
+  FixedChunk(const FixedChunk&) = delete;
+  /// Not assignable, as it is not copyable.
+  FixedChunk& operator=(const FixedChunk&) = delete;
   /// Type letter of the record.
-  uint8 typecode() const override { return raw_.type; }
+  uint8 typecode() const override { return raw_->type; }
   /// Version of the record.
-  uint8 version() const override { return raw_.version; }
+  uint8 version() const override { return raw_->version; }
   /// The raw record (converted fields in host order).
-  const Rec& raw() const { return raw_; }
+  const Rec& raw() const { return *raw_; }
 
  protected:
-  Rec raw_;
+  Rec local_{};                     // the copy, when constructed from one
+  std::unique_ptr<Rec> adopted_;    // the record taken over, when constructed from one
+  const Rec* raw_;                  // whichever of the two the chunk reads
 };
 }  // namespace veliface::stream
 
@@ -202,9 +212,9 @@ template <typename Rec>
 class EventKeyFields : public FixedChunk<VelEventKeyChunk, Rec> {
  public:
   using FixedChunk<VelEventKeyChunk, Rec>::FixedChunk;
-  std::int32_t timeStamp() const override { return this->raw_.timeStamp; }
+  std::int32_t timeStamp() const override { return this->raw_->timeStamp; }
   uint64 seqNum() const override {
-    return (static_cast<uint64>(this->raw_.seqNumHigh) << 32) | this->raw_.seqNumLow;
+    return (static_cast<uint64>(this->raw_->seqNumHigh) << 32) | this->raw_->seqNumLow;
   }
 };
 }  // namespace veliface::stream
@@ -224,9 +234,9 @@ class VelEventKeyChunkV1 final : public veliface::stream::EventKeyFields<stKEY_C
  public:
   using EventKeyFields<stKEY_CHUNK_V1>::EventKeyFields;
   /// Channel of the event.
-  uint8 channel() const override { return raw_.channel; }
+  uint8 channel() const override { return raw_->channel; }
   /// The three reserved bytes.
-  const uint8* reserved() const override { return raw_.reserved; }
+  const uint8* reserved() const override { return raw_->reserved; }
   /// Reads 20 bytes; the caller owns the result.
   static VelEventKeyChunkV1* deserialize(ByteStream* s);
 };
@@ -252,10 +262,10 @@ template <typename Rec>
 class DeviceInfoFields : public FixedChunk<VelDeviceInfoChunk, Rec> {
  public:
   using FixedChunk<VelDeviceInfoChunk, Rec>::FixedChunk;
-  uint8 model() const override { return this->raw_.model; }
-  const uint8* fwVer() const override { return this->raw_.fwVer; }
-  uint16 serialNo() const override { return this->raw_.serialNo; }
-  uint16 sensitivity() const override { return this->raw_.sensitivity; }
+  uint8 model() const override { return this->raw_->model; }
+  const uint8* fwVer() const override { return this->raw_->fwVer; }
+  uint16 serialNo() const override { return this->raw_->serialNo; }
+  uint16 sensitivity() const override { return this->raw_->sensitivity; }
 };
 }  // namespace veliface::stream
 
@@ -274,7 +284,7 @@ class VelDeviceInfoChunkV1 final : public veliface::stream::DeviceInfoFields<stD
  public:
   using DeviceInfoFields<stDEVICE_CHUNK_V1>::DeviceInfoFields;
   /// Channel (0xFF for the array master's own record).
-  uint8 channel() const override { return raw_.channel; }
+  uint8 channel() const override { return raw_->channel; }
   /// Reads 16 bytes; the caller owns the result.
   static VelDeviceInfoChunkV1* deserialize(ByteStream* s);
 };
@@ -303,17 +313,17 @@ class VelStreamStatusChunkV0 final
  public:
   using FixedChunk::FixedChunk;
   /// Temperature.
-  uint16 temperature() const override { return raw_.temperature; }
+  uint16 temperature() const override { return raw_->temperature; }
   /// Humidity.
-  uint16 humidity() const override { return raw_.humidity; }
+  uint16 humidity() const override { return raw_->humidity; }
   /// Battery charge in percent.
-  uint8 batteryPercent() const override { return raw_.batteryPercent; }
+  uint8 batteryPercent() const override { return raw_->batteryPercent; }
   /// Battery status.
-  uint8 batteryStat() const override { return raw_.batteryStat; }
+  uint8 batteryStat() const override { return raw_->batteryStat; }
   /// Data epoch.
-  uint8 dataEpoch() const override { return raw_.dataEpoch; }
+  uint8 dataEpoch() const override { return raw_->dataEpoch; }
   /// Channel; single-channel units send 0, which means channel 1.
-  uint8 channel() const override { return raw_.channel == 0 ? 1 : raw_.channel; }
+  uint8 channel() const override { return raw_->channel == 0 ? 1 : raw_->channel; }
   /// Reads 24 bytes; the caller owns the result.
   static VelStreamStatusChunkV0* deserialize(ByteStream* s);
 };
@@ -325,20 +335,20 @@ class VelWavSetupChunk final
  public:
   using FixedChunk::FixedChunk;
   /// Samples per second.
-  uint32 sampleRate() const { return raw_.sampleRate; }
+  uint32 sampleRate() const { return raw_->sampleRate; }
   /// Gain.
-  uint16 gain() const { return raw_.gain; }
+  uint16 gain() const { return raw_->gain; }
   /// The sample-format byte as received.
-  uint8 sampleFormat() const { return raw_.sampleFormat; }
+  uint8 sampleFormat() const { return raw_->sampleFormat; }
   /// Bytes per sample (low 7 bits of the format).
-  uint8 bytesPerSamp() const { return raw_.sampleFormat & 0x7F; }
+  uint8 bytesPerSamp() const { return raw_->sampleFormat & 0x7F; }
   /// The whole format byte times 8. Deliberately not masked: a little-endian format reports
   /// 1,024 more than its width, which an 8-bit bit-depth field (the WAV writer's) drops again.
-  uint16 bitDepth() const { return static_cast<uint16>(raw_.sampleFormat * 8u); }
+  uint16 bitDepth() const { return static_cast<uint16>(raw_->sampleFormat * 8u); }
   /// True when bit 7 of the format is clear.
-  bool isBigEndian() const { return (raw_.sampleFormat & 0x80) == 0; }
+  bool isBigEndian() const { return (raw_->sampleFormat & 0x80) == 0; }
   /// Channel.
-  uint8 channel() const { return raw_.channel; }
+  uint8 channel() const { return raw_->channel; }
   /// Reads 12 bytes; the caller owns the result.
   static VelWavSetupChunk* deserialize(ByteStream* s);
 };
@@ -370,13 +380,13 @@ template <typename Rec>
 class FftSetupFields : public FixedChunk<VelFftSetupChunk, Rec> {
  public:
   using FixedChunk<VelFftSetupChunk, Rec>::FixedChunk;
-  uint32 sampleRate() const override { return this->raw_.sampleRate; }
-  uint16 numPoints() const override { return this->raw_.numPoints; }
-  uint16 refLevel() const override { return this->raw_.refLevel; }
-  uint16 procType() const override { return this->raw_.procType; }
-  uint16 samplesBtwFfts() const override { return this->raw_.samplesBtwFfts; }
-  uint16 accumCount() const override { return this->raw_.accumCount; }
-  uint16 weighting() const override { return this->raw_.weighting; }
+  uint32 sampleRate() const override { return this->raw_->sampleRate; }
+  uint16 numPoints() const override { return this->raw_->numPoints; }
+  uint16 refLevel() const override { return this->raw_->refLevel; }
+  uint16 procType() const override { return this->raw_->procType; }
+  uint16 samplesBtwFfts() const override { return this->raw_->samplesBtwFfts; }
+  uint16 accumCount() const override { return this->raw_->accumCount; }
+  uint16 weighting() const override { return this->raw_->weighting; }
 };
 }  // namespace veliface::stream
 
@@ -395,7 +405,7 @@ class VelFftSetupChunkV1 final : public veliface::stream::FftSetupFields<stFFT_S
  public:
   using FftSetupFields<stFFT_SETUP_CHUNK_V1>::FftSetupFields;
   /// Channel.
-  uint8 channel() const override { return raw_.channel; }
+  uint8 channel() const override { return raw_->channel; }
   /// Reads 24 bytes; the caller owns the result.
   static VelFftSetupChunkV1* deserialize(ByteStream* s);
 };
@@ -426,19 +436,19 @@ class VelAmplScalingChunkV0 final
  public:
   using FixedChunk::FixedChunk;
   /// Channel; single-channel units send 0, which means channel 1.
-  uint8 channel() const override { return raw_.channel == 0 ? 1 : raw_.channel; }
+  uint8 channel() const override { return raw_->channel == 0 ? 1 : raw_->channel; }
   /// Units of the amplitude limits.
-  uint8 units() const override { return raw_.units; }
+  uint8 units() const override { return raw_->units; }
   /// Bytes per sample.
-  uint8 bytesPerSamp() const override { return raw_.bytesPerSamp; }
+  uint8 bytesPerSamp() const override { return raw_->bytesPerSamp; }
   /// Sample value at full scale.
-  std::int32_t maxCount() const override { return raw_.maxCount; }
+  std::int32_t maxCount() const override { return raw_->maxCount; }
   /// Lowest sample value.
-  std::int32_t minCount() const override { return raw_.minCount; }
+  std::int32_t minCount() const override { return raw_->minCount; }
   /// Amplitude at `maxCount`.
-  std::int32_t maxAmplitude() const override { return raw_.maxAmplitude; }
+  std::int32_t maxAmplitude() const override { return raw_->maxAmplitude; }
   /// Amplitude at `minCount`.
-  std::int32_t minAmplitude() const override { return raw_.minAmplitude; }
+  std::int32_t minAmplitude() const override { return raw_->minAmplitude; }
   /// Reads 24 bytes; the caller owns the result.
   static VelAmplScalingChunkV0* deserialize(ByteStream* s);
 };
@@ -461,11 +471,11 @@ class VelStreamTrigStatusChunkV0 final
  public:
   using FixedChunk::FixedChunk;
   /// Number of triggers.
-  uint8 numTrigs() const override { return raw_.numTrigs; }
+  uint8 numTrigs() const override { return raw_->numTrigs; }
   /// Pointer to the first of the five per-trigger state bytes.
-  const uint8* state() const override { return raw_.state; }
+  const uint8* state() const override { return raw_->state; }
   /// Pointer to the two reserved bytes.
-  const uint8* reserved() const override { return raw_.reserved; }
+  const uint8* reserved() const override { return raw_->reserved; }
   /// Reads 12 bytes; the caller owns the result.
   static VelStreamTrigStatusChunkV0* deserialize(ByteStream* s);
 };

@@ -204,9 +204,40 @@ TEST(StreamChunk, DataChunkCutShortAllocatesNothing) {
   EXPECT_FALSE(d->data());
   EXPECT_EQ(s.bytesAvailable(), 0u);
 
+  // Sharing the frame's block, the same: a chunk marked corrupted, without samples.
   ByteStream s2(b.data(), b.size());
   std::shared_ptr<uint8[]> block(new uint8[b.size()]);
-  EXPECT_FALSE(VelStreamDataChunkV0::deserializeShared(&s2, block));
+  const auto shared = VelStreamDataChunkV0::deserializeShared(&s2, block);
+  ASSERT_TRUE(shared);
+  EXPECT_TRUE(shared->isCorrupted());
+  EXPECT_FALSE(shared->data());
+  EXPECT_EQ(shared->numChannels(), 2);
+}
+
+TEST(StreamChunk, AFixedChunkAdoptsTheRecordItIsGiven) {
+  auto raw = std::make_unique<stKEY_CHUNK_V1>();
+  raw->type = 0x41;
+  raw->version = 1;
+  raw->timeStamp = 1700000000;
+  raw->channel = 3;
+  const stKEY_CHUNK_V1* given = raw.get();
+  VelEventKeyChunkV1 adopted(std::move(raw));
+  EXPECT_EQ(&adopted.raw(), given);  // the very record, not a copy
+  EXPECT_EQ(adopted.timeStamp(), 1700000000);
+  EXPECT_EQ(adopted.channel(), 3);
+  // The copying form keeps its own.
+  stKEY_CHUNK_V1 local{};
+  local.timeStamp = 5;
+  VelEventKeyChunkV1 copied(local);
+  EXPECT_NE(&copied.raw(), &local);
+  EXPECT_EQ(copied.timeStamp(), 5);
+  // Every fixed chunk class has the adopting form.
+  VelWavSetupChunk wav(std::make_unique<stWAVE_SETUP_CHUNK_V0>());
+  VelFftSetupChunkV1 fft(std::make_unique<stFFT_SETUP_CHUNK_V1>());
+  VelStreamTrigStatusChunkV0 trig(std::unique_ptr<stTRIG_CHUNK_V0>{});
+  EXPECT_EQ(wav.sampleRate(), 0u);
+  EXPECT_EQ(fft.numPoints(), 0u);
+  EXPECT_EQ(trig.typecode(), 0);
 }
 
 TEST(StreamChunk, PeekChunkLeavesTheStreamInPlace) {

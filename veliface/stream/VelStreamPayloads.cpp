@@ -61,27 +61,18 @@ void skipUnsupported(ByteStream* s, const char* where, uint8 type, uint8 version
   VelLog::write(line);
 }
 
-// Reads a fixed chunk; a chunk cut short by the end of the payload is reported and dropped.
+// Reads a fixed chunk. One cut short by the end of the payload is still a chunk, with the
+// fields it could not read at their constructor values; the payload ends after it.
 template <typename Chunk>
-std::shared_ptr<Chunk> readOne(ByteStream* s, uint8 type, const char* where) {
-  const uint64 left = s->bytesAvailable();
-  auto chunk = readFixedChunk<Chunk>(s);
-  if (!chunk) {
-    std::string line = "Truncated chunk type ";
-    line += static_cast<char>(type);
-    line += " in ";
-    line += where;
-    line += ": " + std::to_string(left) + " bytes left.";
-    VelLog::write(line);
-  }
-  return chunk;
+std::shared_ptr<Chunk> readOne(ByteStream* s) {
+  return readFixedChunk<Chunk>(s);
 }
 
 // Reads a chunk of a family that has a version 0 and a version 1.
 template <typename Base, typename V0, typename V1>
 std::shared_ptr<const Base> readV0V1(ByteStream* s, uint8 type, uint8 version, const char* where) {
-  if (version == 0) return readOne<V0>(s, type, where);
-  if (version == 1) return readOne<V1>(s, type, where);
+  if (version == 0) return readOne<V0>(s);
+  if (version == 1) return readOne<V1>(s);
   skipUnsupported(s, where, type, version);
   return nullptr;
 }
@@ -117,7 +108,7 @@ VelStreamEventHeaderPayload* VelStreamEventHeaderPayload::deserialize(ByteStream
         if (auto key = readEventKey(s, version, kWhere)) p->eventKey_ = std::move(key);
         break;
       case kStreamStatus:
-        if (auto st = readOne<VelStreamStatusChunkV0>(s, type, kWhere)) p->statuses_.push_back(st);
+        if (auto st = readOne<VelStreamStatusChunkV0>(s)) p->statuses_.push_back(st);
         break;
       case kDeviceInfo: {
         auto info = readV0V1<VelDeviceInfoChunk, VelDeviceInfoChunkV0, VelDeviceInfoChunkV1>(
@@ -133,7 +124,7 @@ VelStreamEventHeaderPayload* VelStreamEventHeaderPayload::deserialize(ByteStream
         break;
       }
       case kWavSetup:
-        if (auto wav = readOne<VelWavSetupChunk>(s, type, kWhere)) {
+        if (auto wav = readOne<VelWavSetupChunk>(s)) {
           p->setup_ = VelStreamSetupContainer(std::shared_ptr<const VelWavSetupChunk>(std::move(wav)));
         }
         break;
@@ -144,7 +135,7 @@ VelStreamEventHeaderPayload* VelStreamEventHeaderPayload::deserialize(ByteStream
         }
         break;
       case kAmplScaling:
-        if (auto sc = readOne<VelAmplScalingChunkV0>(s, type, kWhere)) p->scalings_.push_back(sc);
+        if (auto sc = readOne<VelAmplScalingChunkV0>(s)) p->scalings_.push_back(sc);
         break;
       default:
         skipUnknown(s, "Unknown chunk type in header.", type);
@@ -167,10 +158,11 @@ void VelStreamDataPayload::readChunks(ByteStream* s, const std::shared_ptr<uint8
           VelLog::write("Unsupported data chunk version");
           skipRest(s);
         } else if (block) {
-          if (auto d = VelStreamDataChunkV0::deserializeShared(s, *block)) data_ = std::move(d);
+          data_ = VelStreamDataChunkV0::deserializeShared(s, *block);
         } else {
-          std::shared_ptr<VelStreamDataChunkV0> d(VelStreamDataChunkV0::deserialize(s));
-          if (!d->isCorrupted() && s->good()) data_ = std::move(d);
+          // Delivered even when its samples were cut short: its head is still the device's
+          // word on where the block sits, and `isCorrupted()` says the samples are missing.
+          data_ = std::shared_ptr<VelStreamDataChunkV0>(VelStreamDataChunkV0::deserialize(s));
         }
         break;
       default:
@@ -200,7 +192,7 @@ VelStatusDataPayload* VelStatusDataPayload::deserialize(ByteStream* s) {
     if (type == kTrigStatus) {
       if (version != 0) {
         skipUnsupported(s, kWhere, type, version);
-      } else if (auto trig = readOne<VelStreamTrigStatusChunkV0>(s, type, kWhere)) {
+      } else if (auto trig = readOne<VelStreamTrigStatusChunkV0>(s)) {
         p->trig_ = std::move(trig);
       }
     } else if (type >= 0x48 && type <= 0x4B) {

@@ -167,13 +167,27 @@ TEST(StreamPayloads, UnlistedVersionsAndCutChunksEndThePayload) {
 
   EXPECT_FALSE(read<VelStatusDataPayload>(patched(kTrig, 1, 0x01))->trigChunk());
 
-  // A status chunk cut to 10 bytes is dropped; the key before it stays.
+  // A status chunk cut to 10 bytes is still a chunk, its unread record at the constructor's
+  // zeros (type byte included), and nothing is logged; the key before it stays.
   log.clear();
   const Bytes cut(kStatus1.begin(), kStatus1.begin() + 10);
   auto c = read<VelStreamEventHeaderPayload>(cat({kKeyV0, cut}));
   EXPECT_TRUE(c->eventKey());
-  EXPECT_TRUE(c->streamStatusChunks().empty());
-  EXPECT_EQ(log.lines(), std::vector<std::string>{"Truncated chunk type C in header: 10 bytes left."});
+  ASSERT_EQ(c->streamStatusChunks().size(), 1u);
+  EXPECT_EQ(c->streamStatusChunks()[0]->typecode(), 0);
+  EXPECT_EQ(c->streamStatusChunks()[0]->temperature(), 0);
+  EXPECT_EQ(c->numChannels(), 1);
+  EXPECT_TRUE(log.lines().empty());
+
+  // A data chunk with fewer sample bytes than it announces is delivered, without samples,
+  // marked as corrupted; its head is read.
+  const Bytes shortData = {0x42, 0x00, 0x00, 0x00, 0, 0, 0, 9, 0x01, 0x82, 0x00, 0x04, 1, 2, 3};
+  auto d = read<VelStreamDataPayload>(cat({kKeyV0, shortData}));
+  ASSERT_TRUE(d->data());
+  EXPECT_TRUE(d->data()->isCorrupted());
+  EXPECT_EQ(d->data()->sampleNum(), 9u);
+  EXPECT_EQ(d->data()->numSamples(), 4);
+  EXPECT_FALSE(d->data()->data());
 }
 
 }  // namespace

@@ -132,11 +132,12 @@ Chunk* newFixedChunk(ByteStream* s) {
   return new Chunk(rec);
 }
 
-/// Reads a fixed chunk into a shared object, or returns empty on a short stream.
+/// Reads a fixed chunk into a shared object. On a short stream it is still a chunk: the
+/// record stays as constructed (all zero, its type byte included) and the stream fails.
 template <typename Chunk>
 std::shared_ptr<Chunk> readFixedChunk(ByteStream* s) {
   typename Chunk::Record rec{};
-  if (!readRecord(s, rec)) return nullptr;
+  readRecord(s, rec);
   return makePooled<Chunk>(rec);
 }
 
