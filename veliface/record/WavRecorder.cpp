@@ -1,5 +1,6 @@
 #include <veliface/record/WavRecorder.h>
 
+#include <veliface/common/VelLog.h>
 #include <veliface/files/VelDateStamp.h>
 #include <veliface/files/DeviceFacts.h>
 #include <veliface/record/CutChunks.h>
@@ -53,6 +54,14 @@ std::unique_ptr<MavWavWriter> WavRecorder::makeWriter() const {
   // open until logging stops): one open file however many periods go by.
   writer->setStopLogging(true);
   return writer;
+}
+
+void WavRecorder::continueInNewFile() {
+  // Finish the file and go on in a new one named after the last header.
+  finishFile();
+  info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
+  feed(info_);
+  feed(setup_);
 }
 
 void WavRecorder::finishFile() {
@@ -213,6 +222,14 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
     block.setData(swapped_.data());
     block.setBigEndian(false);
   }
+  if (uint64{writer_->riffChunkSize()} + 8 + block.dataSize() > sizeLimit_) {
+    // The sizes of a WAV file are 32 bits: rather than let them wrap, the file ends here and
+    // the block opens the next one, named after the last header.
+    VelLog::write("WAV file " + openPath_.filename().string() +
+                  " reached the largest size a WAV file can state; continuing in a new file");
+    continueInNewFile();
+    if (writer_->isInitFile()) return;  // the new file could not be opened (reported)
+  }
   // Only a block the writer took without an error counts as written: the figures a host
   // shows must be what the file holds.
   const uint32 goodBytes = writer_->dataWritten();
@@ -247,13 +264,7 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
 
 void WavRecorder::releaseHeld(bool force) {
   if (held_.empty()) return;
-  if (force) {
-    // Finish the full file and continue in a new one named after the last header.
-    finishFile();
-    info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
-    feed(info_);
-    feed(setup_);
-  }
+  if (force) continueInNewFile();
   while (!held_.empty() && !writer_->isFinishFile() && !writer_->isInitFile()) {
     const auto chunk = held_.front();
     held_.pop_front();

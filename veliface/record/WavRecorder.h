@@ -7,6 +7,7 @@
 #include <veliface/record/RecordListener.h>
 #include <veliface/stream/VelStreamMessage.h>
 
+#include <algorithm>
 #include <deque>
 #include <filesystem>
 #include <memory>
@@ -55,6 +56,9 @@ class WavRecorder {
   /// power cut too leaves each file readable to its last patch; off by default, as it costs
   /// a disk flush a second.
   void setForceToStorage(bool force) { forceToStorage_ = force; }
+  /// Largest file the recorder writes, in bytes (default and most: what the 32-bit RIFF size
+  /// can state). A block that would take a file past it goes into a new file instead.
+  void setFileSizeLimit(uint64 bytes) { sizeLimit_ = std::min<uint64>(bytes, kRiffLimit); }
   /// The writer (for its counters).
   const MavWavWriter& writer() const { return *writer_; }
 
@@ -69,6 +73,7 @@ class WavRecorder {
   template <typename Op>
   bool tracked(Op&& op);
   void finishFile();
+  void continueInNewFile();
   std::unique_ptr<MavWavWriter> makeWriter() const;
 
   std::filesystem::path dir_;
@@ -78,6 +83,8 @@ class WavRecorder {
   RecordListener* listener_;
   std::string creator_ = "VelIface";
   bool forceToStorage_ = false;
+  static constexpr uint64 kRiffLimit = 0xFFFFFFFFull + 8;  // RIFF size field plus its 8 bytes
+  uint64 sizeLimit_ = kRiffLimit;
 
   MavWavInfoDataHF info_;
   MavWavSetupData setup_;

@@ -182,6 +182,33 @@ TEST(WavRecorder, AHeaderCutShortOpensNoFile) {
   EXPECT_EQ(events.opened[0].filename(), "cut20010909_014640.wav");
 }
 
+TEST(WavRecorder, AFileThatWouldOutgrowItsSizesContinuesInANewOne) {
+  // The limit is what 32-bit sizes state; here a small one stands in for it.
+  TempDir tmp;
+  Events events;
+  LogCapture log;
+  WavStream stream{8000, 1000, 2000000000};
+  {
+    WavRecorder rec(tmp.dir, "big", 3600, nullptr, &events);
+    rec.setFileSizeLimit(10000);
+    stream.run(rec, 2);  // 32,000 sample bytes: four files of at most 10,000 bytes
+  }
+  EXPECT_TRUE(events.errors.empty());
+  std::string all;
+  for (const auto& [path, bytes] : events.closed) {
+    EXPECT_LE(bytes, 10000u) << path;
+    const ReadBack r = readWav(path);
+    ASSERT_TRUE(r.header) << path;
+    EXPECT_EQ(r.header->dataSize(), r.samples.size());
+    all += r.samples;
+  }
+  EXPECT_EQ(events.closed.size(), 4u);
+  EXPECT_EQ(all, std::string(stream.sent.begin(), stream.sent.end()));  // nothing lost
+  bool said = false;
+  for (const std::string& l : log.lines()) said = said || l.find("largest size a WAV file can state") != std::string::npos;
+  EXPECT_TRUE(said);
+}
+
 TEST(WavRecorder, SequenceLossesSkipTheShortFirstSecondOfAStream) {
   TempDir tmp;
   Events events;
