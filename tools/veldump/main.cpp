@@ -4,6 +4,8 @@
 #include "SpectrumFile.h"
 #include "WavFile.h"
 
+#include <common/CommandLine.h>
+
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
@@ -105,7 +107,7 @@ int main(int argc, char** argv) {
                           "level drawn brightest, same units (default: the highest in the file); "
                           "e.g. --max 140");
 
-  CLI11_PARSE(app, argc, argv);
+  if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
 
   if (spectrum->parsed()) {
     return veldump::printSpectrumReport(veldump::readSpectrumFile(specFile), specJson, std::cout);

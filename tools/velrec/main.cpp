@@ -13,6 +13,8 @@
 #include <veliface/device/VelDevice.h>
 #include <veliface/vocabulary/DeviceText.h>
 
+#include <common/CommandLine.h>
+
 #include <CLI/CLI.hpp>
 
 #include <unistd.h>
@@ -337,7 +339,11 @@ int main(int argc, char** argv) {
   app.add_option("--waveform-port", o.waveformPort, "device waveform stream TCP port (example: --waveform-port 5001)")->capture_default_str();
   app.add_option("--spectrum-port", o.spectrumPort, "device spectrum stream TCP port (example: --spectrum-port 5002)")->capture_default_str();
   app.add_option("--out", o.out, "directory of the recordings, created if missing (example: --out /data/rec)")->capture_default_str();
-  app.add_option("--prefix", o.prefix, "file name prefix before the date and time (example: --prefix site3_)");
+  app.add_option("--prefix", o.prefix, "file name prefix before the date and time (example: --prefix site3_)")
+      ->check([](const std::string& p) {
+        return p.find('/') == std::string::npos ? std::string()
+                                                : std::string("holds a path separator; the files go into --out");
+      });
   app.add_option("--period", o.period, "seconds per file; files start on whole multiples on the clock (example: --period 300)")
       ->check(CLI::Range(1, 86400))->capture_default_str();
   app.add_option("--duration", o.duration, "stop after this many seconds of waveform audio; 0 records until Ctrl-C (example: --duration 10)")
@@ -349,7 +355,7 @@ int main(int argc, char** argv) {
   app.add_option("--replay", o.replay, "record a raw waveform stream capture instead of a device (example: --replay cap/waveform.bin)");
   app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, spectrum.bin in this directory (example: --capture ./cap)");
   app.add_option("--seed", o.seed, "simulated device: seed of its signal (example: --seed 7)")->capture_default_str();
-  CLI11_PARSE(app, argc, argv);
+  if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
   if (!o.device.empty() && !o.replay.empty()) {
     std::fprintf(stderr, "velrec: --device and --replay exclude each other\n");
     return 2;
@@ -363,6 +369,11 @@ int main(int argc, char** argv) {
   sigemptyset(&sa.sa_mask);
   sigaction(SIGINT, &sa, nullptr);
   sigaction(SIGTERM, &sa, nullptr);
+  // A closed terminal must not end a recording left running in it.
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  sigemptyset(&ignore.sa_mask);
+  sigaction(SIGHUP, &ignore, nullptr);
 
   std::error_code ec;
   std::filesystem::create_directories(o.out, ec);

@@ -137,6 +137,22 @@ TEST(Velrec, RecordsTheSimulatedDeviceAndMatchesItsChecksum) {
   fs::remove_all(out), fs::remove_all(cap), fs::remove_all(again);
 }
 
+TEST(Velrec, EveryWrongOptionIsAUsageErrorWithStatusTwo) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {"--period", "abc"}, {"--no-such-option"}, {"--duration", "-1"}, {"--prefix", "../x_"}, {"--period", "0"}};
+  for (const auto& args : wrong) {
+    std::vector<std::string> a{program("VELREC")};
+    a.insert(a.end(), args.begin(), args.end());
+    Child rec(a, true);
+    const auto lines = rec.rest();
+    EXPECT_EQ(rec.wait(), 2) << args[0];
+    EXPECT_FALSE(lines.empty()) << args[0];  // and says why
+  }
+  Child help({program("VELREC"), "--help"});
+  help.rest();
+  EXPECT_EQ(help.wait(), 0);
+}
+
 TEST(Velrec, RefusesABadSettingAndAnUnusableOutputPath) {
   const fs::path out = freshDir("bad");
   Child bad({program("VELREC"), "--fast", "--duration", "1", "--out", out.string(), "--set", "NO_SUCH_TAG=1"});

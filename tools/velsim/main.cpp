@@ -11,6 +11,8 @@
 
 #include <veliface/common/VelLog.h>
 
+#include <common/CommandLine.h>
+
 #include <CLI/CLI.hpp>
 #include <asio.hpp>
 
@@ -62,7 +64,7 @@ int main(int argc, char** argv) {
   app.add_option("--disconnect-after", o.disconnectAfter, "drop a stream connection after this many simulated seconds (example: --disconnect-after 5)")
       ->check(CLI::NonNegativeNumber)->capture_default_str();
   app.add_option("--seed", o.seed, "seed of the signal and of the faults; equal seeds repeat a run (example: --seed 42)")->capture_default_str();
-  CLI11_PARSE(app, argc, argv);
+  if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
 
   // The library's own diagnostics go to standard error, so standard output stays ours.
   VelLog::setSink([](const std::string& line) { std::cerr << "velsim: library: " << line << std::endl; });
