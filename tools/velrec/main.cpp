@@ -6,6 +6,7 @@
 #include "DeviceControl.h"
 #include "Network.h"
 #include "Session.h"
+#include "Scan.h"
 #include "SimulatorProcess.h"
 
 #include <veliface/common/VelLog.h>
@@ -25,6 +26,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
+#include <iostream>
 #include <optional>
 #include <thread>
 
@@ -51,6 +53,8 @@ struct Options {
   std::string replay;
   std::string capture;
   uint64 seed = 1;
+  std::string scan;
+  bool json = false;
 };
 
 // `v` with `decimals` digits after the point.
@@ -355,7 +359,13 @@ int main(int argc, char** argv) {
   app.add_option("--replay", o.replay, "record a raw waveform stream capture instead of a device (example: --replay cap/waveform.bin)");
   app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, spectrum.bin in this directory (example: --capture ./cap)");
   app.add_option("--seed", o.seed, "simulated device: seed of its signal (example: --seed 7)")->capture_default_str();
+  app.add_option("--scan", o.scan, "find devices: broadcast the discovery request on the local network, or ask one "
+                                   "ADDRESS[:PORT] (port 30303 unless given), and list every device that answers "
+                                   "(example: --scan, --scan 192.168.1.20)")
+      ->expected(0, 1);
+  app.add_flag("--json", o.json, "with --scan: one JSON object per device");
   if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
+  if (app.count("--scan") > 0) return scanForDevices(o.scan, o.json, std::chrono::seconds(2), std::cout, std::cerr);
   if (!o.device.empty() && !o.replay.empty()) {
     std::fprintf(stderr, "velrec: --device and --replay exclude each other\n");
     return 2;

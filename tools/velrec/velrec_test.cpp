@@ -424,4 +424,25 @@ TEST(Velrec, ASilentStreamIsAStallAndTheDurationStillEndsTheRun) {
   fs::remove_all(out);
 }
 
+TEST(Velrec, ScanListsTheDeviceThatAnswersDiscovery) {
+  Velsim sim({});
+  const std::string line = sim.child.until("velsim: discovery port ");
+  ASSERT_FALSE(line.empty());
+  const std::string port = line.substr(line.rfind(' ') + 1);
+  Child scan({program("VELREC"), "--scan", "127.0.0.1:" + port});
+  const auto lines = scan.rest();
+  ASSERT_EQ(scan.wait(), 0);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].rfind("device Aurel HF serial 1201 at 127.0.0.1 (MAC 00:50:C2:4A:04:B1", 0), 0u) << lines[0];
+  Child json({program("VELREC"), "--scan", "127.0.0.1:" + port, "--json"});
+  const auto objects = json.rest();
+  ASSERT_EQ(json.wait(), 0);
+  ASSERT_EQ(objects.size(), 1u);
+  EXPECT_NE(objects[0].find("\"serial\":1201"), std::string::npos) << objects[0];
+  // Nobody at a port: said, and status 1.
+  Child none({program("VELREC"), "--scan", "127.0.0.1:1"}, true);
+  EXPECT_NE(find(none.rest(), "velrec: no device answered at 127.0.0.1:1"), "");
+  EXPECT_EQ(none.wait(), 1);
+}
+
 }  // namespace
