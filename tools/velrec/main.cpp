@@ -271,7 +271,11 @@ int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<
   o.waveformPort = sim.waveformPort();
   o.spectrumPort = sim.spectrumPort();
   const int rc = runDevice(o, console, capture, session, false);
-  for (const std::string& line : sim.stop(std::chrono::seconds(5))) console.out("simulator: " + line);
+  // With a duration velsim ends by itself a moment after its streams; stopped early or
+  // without one, it is told to stop at once. Either way it reports what it sent.
+  const auto grace = o.duration > 0 && !g_stop ? std::chrono::seconds(3) : std::chrono::seconds(0);
+  for (const std::string& line : sim.stop(std::chrono::duration_cast<std::chrono::milliseconds>(grace)))
+    console.out("simulator: " + line);
   return rc;
 }
 
