@@ -49,19 +49,31 @@ TEST(HostConversation, EveryAnswerSplitAtEveryPositionIsTakenWhole) {
   velsim::DeviceConfig cfg;
   velsim::SimDevice sim(cfg);
   ControlSession session;
-  // The enquire answer split at each of its byte positions, behind a run of line noise
-  // that holds a stray start byte.
+  JobTagMap tags;
+  std::string error;
+  ASSERT_TRUE(parseJobSettings({"WAVE_SAMPLE_RATE=64000", "WAVE_BIT_DEPTH=16"}, tags, error)) << error;
+  // Each answer of the conversation split at each of its byte positions, behind a run of
+  // line noise that holds a stray start byte.
   const std::vector<uint8> noise = {0x00, 0x2A, 0x13, 0x7F};
-  const std::size_t answerSize = sim.handleControl(ControlSession::frame(enquireRequest()).data(),
-                                                   ControlSession::frame(enquireRequest()).size()).size();
-  ASSERT_GT(answerSize, 10u);
-  for (std::size_t cut = 1; cut < answerSize; ++cut) {
-    converse(session, sim, enquireRequest(), cut, noise);
-    ASSERT_EQ(session.status(), ControlStatus::Answered) << "cut at " << cut;
-    const auto id = identify(session.answer());
-    ASSERT_TRUE(id && id->device) << "cut at " << cut;
-    EXPECT_NE(id->description.find("serial 1201"), std::string::npos);
+  const std::vector<std::shared_ptr<VelControlMsgPayload>> requests = {
+      enquireRequest(), jobSetupRequest(tags), setTimeRequest(1700000000), jobEnquiryRequest()};
+  for (const auto& request : requests) {
+    const auto frame = ControlSession::frame(request);
+    const std::size_t answerSize = sim.handleControl(frame.data(), frame.size()).size();
+    ASSERT_GT(answerSize, 6u);
+    for (std::size_t cut = 1; cut < answerSize; ++cut) {
+      converse(session, sim, request, cut, noise);
+      ASSERT_EQ(session.status(), ControlStatus::Answered) << "code " << int(request->commandCode()) << " cut at " << cut;
+      EXPECT_EQ(session.tries(), 1);
+      EXPECT_EQ(session.answer()->payload()->commandCode(), request->commandCode());
+    }
   }
+  const auto id = identify(session.answer());
+  EXPECT_FALSE(id);  // the last answer was the job enquiry's
+  converse(session, sim, enquireRequest(), 5, noise);
+  const auto who = identify(session.answer());
+  ASSERT_TRUE(who && who->device);
+  EXPECT_NE(who->description.find("serial 1201"), std::string::npos);
 }
 
 TEST(HostConversation, EnquireJobClockStartRecordStopOverADamagedLine) {
