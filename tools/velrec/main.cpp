@@ -55,6 +55,7 @@ struct Options {
   uint64 seed = 1;
   std::string scan;
   bool json = false;
+  int retries = 5;
 };
 
 // `v` with `decimals` digits after the point.
@@ -162,22 +163,31 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
   const std::chrono::milliseconds firstBackoff(500), maxBackoff(8000);
   std::chrono::milliseconds backoff = firstBackoff;
   int attempt = 0;
+  int failedFirst = 0;  // tries that failed before the first connection
+  // Says why and waits before the next try; false when there is to be none: the simulated
+  // device is not retried, and a device never reached gets `--retries` tries in all.
   const auto retry = [&](const std::string& why) {
+    if (!reconnect || (!session && ++failedFirst >= o.retries)) {
+      console.log("error: " + why +
+                  (reconnect ? "; giving up after " + std::to_string(failedFirst) +
+                                   (failedFirst == 1 ? " try" : " tries") + " (--retries)"
+                             : ""));
+      return false;
+    }
     ++attempt;
-    console.log(why + "; reconnecting in " + fmt(1, static_cast<double>(backoff.count()) / 1000.0) +
+    console.log(why + (session ? "; reconnecting in " : "; trying again in ") +
+                fmt(1, static_cast<double>(backoff.count()) / 1000.0) +
                 " s (attempt " + std::to_string(attempt) + ")");
     pause(backoff);
     backoff = std::min(backoff * 2, maxBackoff);
+    return true;
   };
   while (!g_stop && !pastDeadline()) {
     TcpLink link(io);
     std::string error;
     if (!link.connect(o.device, o.controlPort, std::chrono::seconds(5), error)) {
-      if (!reconnect) {
-        console.log("error: cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")");
+      if (!retry("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")"))
         return 1;
-      }
-      retry("cannot reach the control port " + o.device + ":" + std::to_string(o.controlPort) + " (" + error + ")");
       continue;
     }
     DeviceControl ctl(link, console, capture);
@@ -185,8 +195,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     const auto device = prepare(ctl, o, console, exitCode);
     if (exitCode) return exitCode;  // the job was refused: trying again changes nothing
     if (!device) {
-      if (!reconnect) return 1;
-      retry("no answer on the control port");
+      if (!retry("no answer on the control port " + o.device + ":" + std::to_string(o.controlPort))) return 1;
       continue;
     }
     if (!session) {
@@ -248,7 +257,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
       session->connectionLost(Channel::Waveform);
       session->connectionLost(Channel::Spectrum);
       if (streaming) backoff = firstBackoff, attempt = 0;
-      retry("connection to the device lost");
+      if (!retry("connection to the device lost")) return 1;
     }
   }
   return timedOut ? 1 : 0;
@@ -368,6 +377,10 @@ int main(int argc, char** argv) {
                                    "(example: --scan, --scan 192.168.1.20)")
       ->expected(0, 1);
   app.add_flag("--json", o.json, "with --scan: one JSON object per device");
+  app.add_option("--retries", o.retries, "tries to reach the device before the first connection; after them the "
+                                        "run ends with exit status 1. Once recording, a lost connection is tried "
+                                        "again without end (example: --retries 20)")
+      ->check(CLI::Range(1, 1000000))->capture_default_str();
   if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
   if (app.count("--scan") > 0) return scanForDevices(o.scan, o.json, std::chrono::seconds(2), std::cout, std::cerr);
   if (!o.device.empty() && !o.replay.empty()) {

@@ -448,4 +448,16 @@ TEST(Velrec, ScanListsTheDeviceThatAnswersDiscovery) {
   EXPECT_EQ(none.wait(), 1);
 }
 
+TEST(Velrec, ADeviceNeverReachedEndsTheRunAfterItsRetries) {
+  Child rec({program("VELREC"), "--device", "127.0.0.1", "--control-port", "1", "--retries", "2", "--out",
+             freshDir("unreachable").string()},
+            true);
+  const auto lines = rec.rest();
+  EXPECT_EQ(rec.wait(), 1);
+  EXPECT_NE(find(lines, "velrec: cannot reach the control port 127.0.0.1:1 ("), "");
+  EXPECT_NE(find(lines, "velrec: error: cannot reach the control port 127.0.0.1:1"), "");
+  const std::string last = find(lines, "velrec: error: ");
+  EXPECT_NE(last.find("giving up after 2 tries (--retries)"), std::string::npos) << last;
+}
+
 }  // namespace
