@@ -161,9 +161,10 @@ struct Events : veliface::record::RecordListener {
   void error(int code, const std::string& text) override { errors.emplace_back(code, text); }
 };
 
-inline std::vector<std::filesystem::path> wavFiles(const std::filesystem::path& dir) {
+inline std::vector<std::filesystem::path> wavFiles(const std::filesystem::path& dir, const char* extension = ".wav") {
   std::vector<std::filesystem::path> files;
-  for (const auto& e : std::filesystem::directory_iterator(dir)) files.push_back(e.path());
+  for (const auto& e : std::filesystem::directory_iterator(dir))
+    if (e.path().extension() == extension) files.push_back(e.path());
   std::sort(files.begin(), files.end());
   return files;
 }

@@ -62,7 +62,8 @@ struct Dir {
   ~Dir() { fs::remove_all(path); }
   std::set<fs::path> files() const {
     std::set<fs::path> out;
-    for (const auto& e : fs::directory_iterator(path)) out.insert(e.path());
+    for (const auto& e : fs::directory_iterator(path))
+      if (e.path().extension() != ".json") out.insert(e.path());
     return out;
   }
 };

@@ -140,6 +140,7 @@ TEST(HostConversation, EnquireJobClockStartRecordStopOverADamagedLine) {
     }
     EXPECT_TRUE(rec.limitReached());
     rec.finish();
+    EXPECT_EQ(rec.failure(), "");
     checksum = rec.checksum();
     EXPECT_EQ(rec.counters().missedSamples, 0u);
     EXPECT_EQ(rec.counters().sequenceLosses, 0u);

@@ -104,6 +104,8 @@ Counters Session::counters() const {
   c.filesOpened = r.filesOpened;
   c.sequenceLosses = r.sequenceLosses;
   c.missedSamples = r.missedSamples;
+  c.gapFrames = r.gapFrames;
+  c.restarts = r.restarts;
   c.waveSamples = w.samples;
   c.streamPosition = w.position;
   c.lostFrames = w.lostFrames;

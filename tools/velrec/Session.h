@@ -51,7 +51,9 @@ struct Counters {
   uint64 specLines = 0;       ///< data lines written to spectrum files
   uint64 filesOpened = 0;     ///< files opened (both kinds)
   uint64 sequenceLosses = 0;  ///< event headers not one second after the one before
-  uint64 missedSamples = 0;   ///< samples missing between data frames
+  uint64 missedSamples = 0;   ///< samples that arrived unusable or were passed over
+  uint64 gapFrames = 0;       ///< frames written as zeros for samples that never arrived
+  uint64 restarts = 0;        ///< times the waveform stream started over within a connection
   uint64 waveSamples = 0;     ///< sample frames received on the waveform channel
   uint64 streamPosition = 0;  ///< waveform stream time in samples, gaps included, over all connections
   uint64 lostFrames = 0;      ///< waveform data frames that never arrived (from sample-number gaps)

@@ -307,13 +307,14 @@ int runReplay(const Options& o, Console& console, Capture* capture, std::unique_
 }
 
 void summary(Console& console, const Session& s) {
-  uint64 samples = 0, bytes = 0, lines = 0;
+  uint64 samples = 0, bytes = 0, lines = 0, gaps = 0;
   int wavFiles = 0, specFiles = 0;
   for (const FileRecord& f : s.files()) {
     if (f.wav) {
-      console.out("wrote " + f.path.string() + " samples=" + std::to_string(f.samples) +
-                  " bytes=" + std::to_string(f.bytes) + (f.samples == 0 ? " (no samples)" : ""));
-      samples += f.samples, bytes += f.dataBytes, ++wavFiles;
+      console.out("wrote " + f.path.string() + " samples=" + std::to_string(f.samples) + " gap_frames=" +
+                  std::to_string(f.gapFrames) + " bytes=" + std::to_string(f.bytes) +
+                  (f.samples == 0 ? " (no samples)" : ""));
+      samples += f.samples, bytes += f.dataBytes, gaps += f.gapFrames, ++wavFiles;
     } else {
       console.out("wrote " + f.path.string() + " lines=" + std::to_string(f.samples) +
                   " bytes=" + std::to_string(f.bytes));
@@ -321,12 +322,14 @@ void summary(Console& console, const Session& s) {
     }
   }
   char line[160];
-  std::snprintf(line, sizeof line, "waveform samples=%" PRIu64 " bytes=%" PRIu64 " checksum=0x%016" PRIx64 " files=%d",
-                samples, bytes, s.checksum(), wavFiles);
+  std::snprintf(line, sizeof line,
+                "waveform samples=%" PRIu64 " gap_frames=%" PRIu64 " bytes=%" PRIu64 " checksum=0x%016" PRIx64 " files=%d",
+                samples, gaps, bytes, s.checksum(), wavFiles);
   console.out(line);
   console.out("spectrum lines=" + std::to_string(lines) + " files=" + std::to_string(specFiles));
   console.out("sequence losses=" + std::to_string(s.counters().sequenceLosses) +
-              " missed samples=" + std::to_string(s.counters().missedSamples));
+              " missed samples=" + std::to_string(s.counters().missedSamples) +
+              " stream restarts=" + std::to_string(s.counters().restarts));
   console.out("lost frames=" + std::to_string(s.counters().lostFrames) +
               " reconnects=" + std::to_string(s.counters().reconnects));
 }

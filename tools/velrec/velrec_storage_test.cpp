@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -290,7 +291,8 @@ TEST(VelrecStorageFault, OpenFileCountStaysFlatOverRollovers) {
     std::error_code ec;
     const auto n = static_cast<std::size_t>(std::distance(fs::directory_iterator(fdDir, ec), {}));
     if (ec) break;  // it ended
-    const std::size_t files = static_cast<std::size_t>(std::distance(fs::directory_iterator(dir), {}));
+    const std::size_t files = static_cast<std::size_t>(std::count_if(
+        fs::directory_iterator(dir), fs::directory_iterator(), [](const auto& e) { return e.path().extension() != ".json"; }));
     if (files < 4) continue;  // still starting up
     if (counts.empty()) filesAtFirst = files;
     filesAtLast = files;

@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,8 @@ fs::path freshDir(const std::string& name) {
 // What velrec's summary says, checked against the files on disk.
 struct Recorded {
   std::string checksum;
-  uint64_t frames = 0;
+  uint64_t frames = 0;     // in the files, zero frames of gaps included
+  uint64_t gapFrames = 0;  // zero frames standing for samples that never came
   int wavFiles = 0;
   int specFiles = 0;
 };
@@ -89,10 +91,12 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
     const uint64_t frames = hdr->dataSize() / 3;
     EXPECT_EQ(std::stoull(f.at("samples")), frames) << path;
     r.frames += frames;
+    r.gapFrames += std::stoull(f.at("gap_frames"));
   }
   auto total = fields(find(lines, "velrec: waveform samples="));
   r.checksum = total["checksum"];
   EXPECT_EQ(std::to_string(r.frames), total["samples"]);
+  EXPECT_EQ(std::to_string(r.gapFrames), total["gap_frames"]);
   EXPECT_EQ(std::to_string(r.wavFiles), total["files"]);
   return r;
 }
@@ -121,7 +125,7 @@ TEST(Velrec, RecordsTheSimulatedDeviceAndMatchesItsChecksum) {
             fields(find(lines, "velrec: simulator: spectrum "))["spectra"]);
   ASSERT_FALSE(r.checksum.empty());
   EXPECT_EQ(r.checksum, sim["checksum"]);
-  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0");
+  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0 stream restarts=0");
   EXPECT_FALSE(find(lines, "velrec: device ").empty());
 
   // The capture replays to the same recording.
@@ -236,12 +240,20 @@ void readBack(const fs::path& dir, const std::string& spectra) {
       lines += spectrumLines(e.path());
       continue;
     }
+    if (e.path().extension() != ".wav") continue;
     ++wavs;
     Child dump({program("VELDUMP"), "wav", f});
     dump.rest();
     EXPECT_EQ(dump.wait(), 0) << f;
-    Child py({"/usr/bin/env", "python3", "-c", "import wave,sys; w=wave.open(sys.argv[1]); print(w.getnframes())", f});
-    EXPECT_FALSE(py.line().empty()) << f;
+    // The sidecar beside it is JSON and counts the frames the file holds.
+    Child py({"/usr/bin/env", "python3", "-c",
+              "import wave,json,sys; w=wave.open(sys.argv[1]); s=json.load(open(sys.argv[1][:-4]+'.json'));"
+              "print(w.getnframes(), s['frames'], w.getnchannels(), s['channels'])", f});
+    std::istringstream counts(py.line());
+    uint64_t frames = 0, sideFrames = 1, channels = 0, sideChannels = 1;
+    counts >> frames >> sideFrames >> channels >> sideChannels;
+    EXPECT_EQ(frames, sideFrames) << f;
+    EXPECT_EQ(channels, sideChannels) << f;
     EXPECT_EQ(py.wait(), 0) << f;
   }
   EXPECT_GT(wavs, 0);
@@ -290,7 +302,11 @@ TEST(Velrec, KeepsRecordingThroughInjectedFaultsAndCountsEveryDroppedFrame) {
   EXPECT_EQ(fields(find(lines, "velrec: lost frames="))["frames"], sent["dropped"]);
   EXPECT_NE(find(lines, "velrec: bad CRC on the answer to "), "");
   const Recorded r = checkFiles(lines, 48000);
-  EXPECT_EQ(std::to_string(r.frames), sent["samples"]);
+  // Every sample sent is in the files, and each dropped frame's samples stand there as zeros,
+  // so that the files hold exactly the three seconds.
+  EXPECT_EQ(std::to_string(r.frames - r.gapFrames), sent["samples"]);
+  EXPECT_EQ(r.gapFrames, std::stoull(sent["dropped"]) * 500);
+  EXPECT_EQ(r.frames, 3u * 48000);
   EXPECT_EQ(r.checksum, sent["checksum"]);
   EXPECT_EQ(fields(find(lines, "velrec: spectrum lines="))["lines"], spectra["spectra"]);
   readBack(out, spectra["spectra"]);
@@ -311,7 +327,7 @@ TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
   auto counts = fields(find(lines, "velrec: lost frames="));
   EXPECT_EQ(counts["frames"], "0");
   EXPECT_GE(std::stoi(counts["reconnects"]), 2);
-  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0");
+  EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0 stream restarts=0");
   // Each connection's stream counts its samples from 0 again: nothing compares them with the
   // connection before, so no counter wraps.
   for (const std::string& l : lines) EXPECT_EQ(l.find("MISSED"), std::string::npos) << l;

@@ -26,6 +26,7 @@ DeviceRecording::DeviceRecording(RecordingSettings settings, std::shared_ptr<Vel
       spectrum_(VEL_STREAM_SPECTRUM, settings_.stream) {
   wav_.setCreator(settings_.creator);
   wav_.setForceToStorage(settings_.sync);
+  wav_.setDeployment(settings_.deployment);
   wave_.setSink([this](const VelStreamMessage& m) { takeWave(m); });
   spectrum_.setSink([this](const VelStreamMessage& m) { takeSpectrum(m); });
 }
@@ -70,7 +71,21 @@ void DeviceRecording::takeWave(const VelStreamMessage& msg) {
     if (!record::headerIsWhole(*hdr)) return;  // cut short: the recorder passes it over too
     if (const auto wav = hdr->streamSetupChunk().wavSetup()) {
       counters_.sampleRate = wav->sampleRate();
-      if (settings_.duration > 0) wave_.setSampleLimit(limitSamples());
+      const unsigned channels = std::max(1u, unsigned{hdr->numChannels()});
+      const unsigned width = (wav->bitDepth() & 0x3FFu) / 8;
+      const uint64 longest = record::WavRecorder::longestPeriod(wav->sampleRate(), channels, width);
+      if (uint64(settings_.period) > longest) {
+        fail("a period of " + std::to_string(settings_.period) + " s does not fit a WAV file at " +
+             std::to_string(wav->sampleRate()) + " Hz, " + std::to_string(channels) + " channel(s) of " +
+             std::to_string(width * 8) + " bits (its sizes are 32 bits, 4 GiB at most): the longest period that fits is " +
+             std::to_string(longest) + " s");
+        finish();
+        return;
+      }
+      if (settings_.duration > 0) {
+        wave_.setSampleLimit(limitSamples());
+        wav_.setFrameLimit(limitSamples());
+      }
     }
     if (limitReached()) {  // the header of the second after the end opens no file
       wave_.stop();
@@ -101,7 +116,15 @@ void DeviceRecording::takeSpectrum(const VelStreamMessage& msg) {
   }
   if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {
     const auto key = d->eventKey();
-    if (key && key->typecode() != 0 && specRate_ > 0) specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
+    if (key && key->typecode() != 0 && specRate_ > 0) {
+      specTime_ = std::max(specTime_, static_cast<double>(key->seqNum()) / specRate_);
+      // A spectrum that starts at or past the end is the waveform's next second's business.
+      if (settings_.duration > 0 && specBase_ + specTime_ >= settings_.duration) {
+        specDone_ = true;
+        spectrum_.stop();
+        return;
+      }
+    }
   }
   spec_.take(msg);
 }
@@ -112,7 +135,7 @@ uint64 DeviceRecording::limitSamples() const {
 
 bool DeviceRecording::limitReached() const {
   if (settings_.duration <= 0 || counters_.sampleRate == 0) return false;
-  return wave_.counters().position >= limitSamples();
+  return wav_.framesWritten() >= limitSamples();
 }
 
 void DeviceRecording::connectionLost(StreamPort port) {
@@ -152,6 +175,7 @@ void DeviceRecording::Tap::fileOpened(const fs::path& path) {
   if (wav_) {
     rec_.fileFrames_ = 0;
     rec_.fileBytes_ = 0;
+    rec_.fileGaps_ = 0;
   } else {
     rec_.linesAtOpen_ = rec_.counters_.specLines;
   }
@@ -162,10 +186,14 @@ void DeviceRecording::Tap::fileOpened(const fs::path& path) {
 void DeviceRecording::Tap::fileClosed(const fs::path& path, uint64 bytes) {
   std::error_code ec;
   const auto size = fs::file_size(path, ec);
-  RecordedFile file{path, ec ? bytes : static_cast<uint64>(size), 0, 0, wav_};
+  RecordedFile file;
+  file.path = path;
+  file.bytes = ec ? bytes : static_cast<uint64>(size);
+  file.wav = wav_;
   if (wav_) {
-    file.samples = rec_.fileFrames_;
+    file.samples = rec_.fileFrames_ + rec_.fileGaps_;
     file.dataBytes = rec_.fileBytes_;
+    file.gapFrames = rec_.fileGaps_;
   } else {
     file.samples = rec_.counters_.specLines - rec_.linesAtOpen_;
   }
@@ -187,6 +215,29 @@ void DeviceRecording::Tap::samplesWritten(const uint8* data, std::size_t bytes, 
 void DeviceRecording::Tap::missedSamples(uint64 count) { rec_.counters_.missedSamples += count; }
 
 void DeviceRecording::Tap::sequenceLoss(uint64, uint64) { ++rec_.counters_.sequenceLosses; }
+
+void DeviceRecording::Tap::gapFilled(const fs::path& file, uint64 atFrame, uint64 frames) {
+  rec_.fileGaps_ += frames;
+  rec_.counters_.gapFrames += frames;
+  // A gap filled in several blocks (a file boundary, the writer's block size) is one gap.
+  auto& events = rec_.events_;
+  if (!events.empty() && events.back().kind == RecordingEvent::Kind::Gap && events.back().path == file &&
+      events.back().at + events.back().count == atFrame) {
+    events.back().count += frames;
+    return;
+  }
+  ++rec_.counters_.gaps;
+  RecordingEvent e{RecordingEvent::Kind::Gap, StreamPort::Waveform, file,
+                   std::to_string(frames) + " frames never arrived; written as zeros"};
+  e.at = atFrame;
+  e.count = frames;
+  events.push_back(std::move(e));
+}
+
+void DeviceRecording::Tap::streamRestarted(const std::string& reason) {
+  ++rec_.counters_.restarts;
+  rec_.events_.push_back({RecordingEvent::Kind::Restarted, StreamPort::Waveform, {}, reason});
+}
 
 void DeviceRecording::Tap::error(int, const std::string& text) { rec_.fail(text); }
 

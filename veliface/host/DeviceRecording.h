@@ -32,6 +32,7 @@ struct RecordedFile {
   uint64 bytes = 0;            ///< its size when closed
   uint64 samples = 0;          ///< sample frames (WAV) or data lines (spectrum) written to it
   uint64 dataBytes = 0;        ///< sample bytes written to it (WAV)
+  uint64 gapFrames = 0;        ///< frames of it that are zeros standing for samples that never came (WAV)
   bool wav = false;            ///< WAV (else spectrum text)
 };
 
@@ -41,7 +42,10 @@ struct RecordingCounters {
   uint64 specLines = 0;       ///< data lines written to spectrum files
   uint64 filesOpened = 0;     ///< files opened (both kinds)
   uint64 sequenceLosses = 0;  ///< event headers not one second after the one before
-  uint64 missedSamples = 0;   ///< samples missing between data frames
+  uint64 missedSamples = 0;   ///< samples that arrived unusable or were passed over
+  uint64 gapFrames = 0;       ///< frames written as zeros for samples that never arrived
+  uint64 gaps = 0;            ///< gaps filled
+  uint64 restarts = 0;        ///< times the waveform stream started over within a connection
   uint32 sampleRate = 0;      ///< waveform sample rate of the last event header
 };
 
@@ -53,6 +57,7 @@ struct RecordingSettings {
   double duration = 0;                 ///< stop after this many seconds of waveform stream; 0: never
   bool sync = false;                   ///< force WAV samples to storage at each size patch
   std::string creator = "VelIface";    ///< creator text in each WAV file's metadata
+  std::vector<std::pair<std::string, std::string>> deployment;  ///< the user's facts for each sidecar
   StreamSession::Settings stream;      ///< stall time of the ports
 };
 
@@ -65,12 +70,16 @@ struct RecordingEvent {
     StreamStarted, ///< `port` answered the start message
     StreamNotice,  ///< `port` sent a notification (`text`)
     Stalled,       ///< `port` went silent (`text`); handle it like a lost connection
+    Gap,           ///< `count` frames never arrived and stand as zeros in `path` from frame `at` on
+    Restarted,     ///< the waveform stream started over (`text`: why); a new file follows
     Error,         ///< a writer error (`text`); the recording stops
   } kind;
   StreamPort port = StreamPort::Waveform;  ///< the port concerned
   std::filesystem::path path;              ///< the file concerned
   std::string text;                        ///< one line for a log
   uint32 code = 0;                         ///< notification code (StreamStarted, StreamNotice)
+  uint64 at = 0;                           ///< first frame of a gap in its file
+  uint64 count = 0;                        ///< frames of a gap
 };
 
 /// Records one device: feed it each port's bytes and the time, and it decodes them, writes
@@ -78,9 +87,12 @@ struct RecordingEvent {
 /// connections, sends `StreamSession::startMessage()` when it opens a port and tells the
 /// recording with `opened`, and calls `connectionLost` when a port goes.
 ///
-/// With a duration the recording is complete once the waveform stream has run that long
-/// (frames that never came count as time, so N seconds of stream end after N seconds); the
-/// spectrum port then ends at the first header at or past the same stream time.
+/// With a duration the recording is complete once the WAV files hold that many seconds of
+/// frames (gaps filled with zeros count, as they stand for time); the spectrum port ends at
+/// the first spectrum at or past the same stream time.
+///
+/// A period whose files could not state their size in 32 bits at the stream's rate, channels
+/// and bits is refused at the first event header, before any file is written.
 /// The checksum is taken over the sample bytes as they are written, so a host can compare it
 /// with what the device sent without reading the files back.
 class DeviceRecording {
@@ -132,6 +144,8 @@ class DeviceRecording {
     void samplesWritten(const uint8* data, std::size_t bytes, uint32 frames) override;
     void missedSamples(uint64 count) override;
     void sequenceLoss(uint64 lastSeq, uint64 seq) override;
+    void gapFilled(const std::filesystem::path& file, uint64 atFrame, uint64 frames) override;
+    void streamRestarted(const std::string& reason) override;
     void error(int code, const std::string& text) override;
 
    private:
@@ -156,6 +170,7 @@ class DeviceRecording {
   std::string failure_;
   uint64 fileFrames_ = 0;    // sample frames written to the open WAV file
   uint64 fileBytes_ = 0;     // sample bytes written to the open WAV file
+  uint64 fileGaps_ = 0;      // zero frames in the open WAV file
   uint64 linesAtOpen_ = 0;   // spectrum lines written before the open spectrum file
   double specBase_ = 0;      // spectrum stream time of the connections before this one (s)
   double specTime_ = 0;      // spectrum stream time on this connection (s)

@@ -28,6 +28,14 @@ class RecordListener {
   }
   /// `count` samples are missing between two consecutive blocks of one second.
   virtual void missedSamples(uint64 count) { (void)count; }
+  /// `frames` sample frames never arrived and were written as zeros into `file`, from its
+  /// frame `atFrame` on, so that the samples after them keep their true time.
+  virtual void gapFilled(const std::filesystem::path& file, uint64 atFrame, uint64 frames) {
+    (void)file, (void)atFrame, (void)frames;
+  }
+  /// The stream started over (`reason`: a pause, a clock jump, a reset): the file was
+  /// finished and the next starts at the new stream's time.
+  virtual void streamRestarted(const std::string& reason) { (void)reason; }
   /// Two consecutive event headers are not one second of samples apart.
   virtual void sequenceLoss(uint64 lastSeq, uint64 seq) { (void)lastSeq, (void)seq; }
   /// A writer error: the writer's code and its text. Recording goes on where it can.

@@ -258,7 +258,7 @@ void recordSpectra(const fs::path& dir, Watch& events) {
 
 std::map<fs::path, std::string> contents(const fs::path& dir) {
   std::map<fs::path, std::string> m;
-  for (const fs::path& f : wavFiles(dir)) m[f.filename()] = readFile(f);
+  for (const fs::path& f : wavFiles(dir, ".txt")) m[f.filename()] = readFile(f);
   return m;
 }
 

@@ -5,6 +5,7 @@
 #include <veliface/files/DeviceFacts.h>
 #include <veliface/record/CutChunks.h>
 #include <veliface/record/internal/FileNames.h>
+#include <veliface/record/internal/WavInfo.h>
 #include <veliface/record/internal/PayloadDispatch.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
@@ -59,8 +60,9 @@ std::unique_ptr<MavWavWriter> WavRecorder::makeWriter() const {
 void WavRecorder::continueInNewFile() {
   // Finish the file and go on in a new one named after the last header.
   finishFile();
-  info_.setFilename(freshName(dir_, ".wav", prefix_, info_.timestamp(), lastBase_, baseCount_));
-  feed(info_);
+  if (!info_) return;
+  info_->setFilename(freshName(dir_, ".wav", prefix_, info_->timestamp(), lastBase_, baseCount_));
+  feed(*info_);
   feed(setup_);
 }
 
@@ -73,6 +75,13 @@ void WavRecorder::finishFile() {
 
 WavRecorder::~WavRecorder() { finish(); }
 
+uint64 WavRecorder::longestPeriod(uint32 rate, unsigned channels, unsigned bytesPerSample) {
+  const uint64 perSecond = uint64{rate} * channels * bytesPerSample;
+  // Room for the header, whose metadata grows with the channels of an array.
+  constexpr uint64 kHeaderRoom = 64 * 1024;
+  return perSecond == 0 ? UINT64_MAX : (kRiffLimit - kHeaderRoom) / perSecond;
+}
+
 void WavRecorder::take(const VelStreamMessage& message) { dispatchPayload(*this, message); }
 
 template <typename Op>
@@ -83,6 +92,7 @@ bool WavRecorder::tracked(Op&& op) {
   const bool open = !writer_->isInitFile();
   const std::filesystem::path now = open ? dir_ / writer_->outputFileName() : std::filesystem::path();
   if (wasOpen && (!open || now != openPath_)) {
+    writeSidecar();
     // What is on disk, which is what the header says unless a write failed part-way.
     std::error_code ec;
     const uint64 onDisk = std::filesystem::file_size(openPath_, ec);
@@ -91,7 +101,8 @@ bool WavRecorder::tracked(Op&& op) {
   }
   if (open && openPath_.empty()) {
     openPath_ = now;
-    noteOpened(info_.filename(), lastBase_, baseCount_);
+    noteOpened(info_->filename(), lastBase_, baseCount_);
+    openFileFacts();
     if (listener_) listener_->fileOpened(now);
   }
   if (writer_->errorCode() != WAV_NO_ERROR) {
@@ -105,50 +116,96 @@ bool WavRecorder::feed(MavWavEventData& record) {
   return tracked([&] { return writer_->feed(record); });
 }
 
+void WavRecorder::openFileFacts() {
+  facts_ = WavFileFacts();
+  sidecarFailed_ = false;
+  facts_.file = openPath_.filename().string();
+  facts_.sampleRate = setup_.sampleRate();
+  facts_.channels = channels_;
+  facts_.bits = setup_.bitDepth();
+  facts_.sequenceNumber = timeline_.expected();
+  if (lastHeader_) describeDevice(*lastHeader_, device_, channels_, facts_);
+  facts_.deployment = deployment_;
+  facts_.creator = creator_;
+  fileFirst_ = timeline_.expected();
+  anchored_ = false;
+  openSecond_ = timeline_.lastSecond();
+  openSeq_ = timeline_.lastSeq();
+}
+
+void WavRecorder::writeSidecar() {
+  if (openPath_.empty() || facts_.sampleRate == 0) return;
+  // Sample s of a stream was taken at T + (s - S) / rate, where T is the second of a header
+  // that came on the whole second and S its first sample: to one sample, as the device counts.
+  // Until such a header is known, the second of the header that opened the file stands in.
+  const auto micros = [&](int64 second, uint64 seq) {
+    const auto delta = static_cast<long double>(static_cast<int64>(fileFirst_ - seq));
+    return second * 1000000 + static_cast<int64>(std::llround(delta * 1e6L / facts_.sampleRate));
+  };
+  facts_.startFromClock = anchored_;
+  facts_.startMicros = anchored_ ? micros(anchorSecond_, anchorSeq_) : micros(openSecond_, openSeq_);
+  std::string error;
+  if (!veliface::record::writeSidecar(openPath_, facts_, error) && !sidecarFailed_) {
+    sidecarFailed_ = true;  // once per file: the disk that refused it will refuse it each second
+    VelLog::write("cannot write the sidecar " + error);
+  }
+}
+
+void WavRecorder::setChannels(unsigned channels) {
+  channels_ = channels;
+  if (!lastHeader_ || !info_) return;
+  auto info = makeWavInfo(*lastHeader_, device_, channels_, creator_);
+  info->setTime(info_->timestamp());
+  info->setSeqNum(info_->seqNum());
+  info->setFilename(info_->filename());
+  info_ = std::move(info);
+}
+
 void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
   const auto key = hdr.eventKey();
   const auto wav = hdr.streamSetupChunk().wavSetup();
   if (!key || !wav) return;  // nothing to name or describe a file by
+
+  const uint64 lastSeq = timeline_.lastSeq();
+  const auto step = timeline_.header(key->timeStamp(), key->seqNum(), wav->sampleRate());
+  if (step == StreamTimeline::Step::Restart) {
+    // Nothing is filled across a restart: the file ends with the old stream. Blocks still
+    // waiting for the next file belong to the old stream, whose time is gone.
+    VelLog::write("waveform stream started over (" + timeline_.restartReason() + "); a new file starts");
+    dropHeld();
+    finishFile();
+    if (listener_) {
+      listener_->sequenceLoss(lastSeq, key->seqNum());
+      listener_->streamRestarted(timeline_.restartReason());
+    }
+  } else if (step == StreamTimeline::Step::Continue) {
+    // Event headers come once a second and count samples, so they differ by the rate.
+    // The stream's first header comes whenever the stream starts, often mid-second, so the
+    // interval after it is short by design; only the intervals after it are whole seconds.
+    if (!firstInterval_ && key->seqNum() - lastSeq != wav->sampleRate() && listener_)
+      listener_->sequenceLoss(lastSeq, key->seqNum());
+    // Samples missing at the end of the second belong to the file they end.
+    const uint64 gap = timeline_.gapBeforeHeader();
+    if (gap > 0 && !writer_->isInitFile() && !writer_->isFinishFile())
+      fillGap(gap, channels_, setup_.bytesPerSample());
+  }
+  firstInterval_ = step != StreamTimeline::Step::Continue;
 
   setup_.setSampleRate(wav->sampleRate());
   setup_.setGain(static_cast<short>(wav->gain()));
   // The chunk's bit depth counts the byte-order bit as well; the 8-bit field drops it again.
   setup_.setBitDepth(static_cast<uint8>(wav->bitDepth()));
   setup_.setBigEndian(wav->isBigEndian());
-
-  const auto& infos = hdr.deviceInfoChunks();
-  const veliface::files::DeviceFacts facts = veliface::files::deviceFacts(device_, infos.empty() ? nullptr : infos.front().get());
-  info_.setDeviceType(facts.type, 0);
-  info_.setSerialNo(facts.serial, 0);
-  info_.setSensitivity(static_cast<short>(std::lround(facts.sensitivity)), 0);
-  info_.setHwVersion(facts.firmware);
-  info_.setCreator(creator_);
-  if (!hdr.streamStatusChunks().empty()) {
-    // The status chunk reports tenths of a degree and of a percent, as the metadata keeps them.
-    const auto& status = hdr.streamStatusChunks().front();
-    info_.setTemperature(static_cast<short>(status->temperature()), 0);
-    info_.setHumidity(status->humidity(), 0);
-  }
-  if (!hdr.amplScalingChunks().empty()) {
-    const auto& scaling = hdr.amplScalingChunks().front();
-    info_.setVoltsPk(static_cast<float>(scaling->maxAmplitude()));
-    info_.setMaxCount(scaling->maxCount());
-  }
-  info_.setTime(key->timeStamp());
-  info_.setSeqNum(key->seqNum());
-  info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
-
-  // Event headers come once a second and count samples, so they differ by the rate.
-  // The stream's first header comes whenever the stream starts, often mid-second, so the
-  // interval after it is short by design; only the intervals after it are whole seconds.
-  if (haveSeq_ && !firstInterval_ && key->seqNum() - lastSeq_ != setup_.sampleRate() && listener_) {
-    listener_->sequenceLoss(lastSeq_, key->seqNum());
-  }
-  firstInterval_ = !haveSeq_;
-  haveSeq_ = true;
-  lastSeq_ = key->seqNum();
   haveHeader_ = true;
-  writer_->setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample(), forceToStorage_);
+  writer_->setCrashSafety(uint64{setup_.sampleRate()} * setup_.bytesPerSample() * channels_, forceToStorage_);
+
+  lastHeader_ = std::make_shared<VelStreamEventHeaderPayload>(hdr);
+  // The blocks tell the channel count for sure; until one came, the header's channels do.
+  if (!channelsFromBlocks_) channels_ = std::max(1u, unsigned{hdr.numChannels()});
+  info_ = makeWavInfo(hdr, device_, channels_, creator_);
+  info_->setTime(key->timeStamp());
+  info_->setSeqNum(key->seqNum());
+  info_->setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
 
   if (writer_->isFinishFile()) {
     // The last block filled the file. The writer would end this record with the file, so
@@ -156,80 +213,154 @@ void WavRecorder::onHeader(const VelStreamEventHeaderPayload& hdr) {
     // files still start on whole multiples of the period.
     finishFile();
   }
-  feed(info_);
+  const std::filesystem::path before = openPath_;
+  feed(*info_);
   if (writer_->isInitFile()) return;  // the file could not be opened (reported)
+  // A metadata record within a file makes the writer forget which sample it expects next.
+  if (openPath_ == before) nextNum_ = 0;
   const bool wasOpen = !openPath_.empty();
   feed(setup_);
   if (wasOpen && writer_->isInitFile()) {
     // A new setup finished the file and took the setup record with it: open the next file
     // now, on this header, so that no block of this second is lost.
-    info_.setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
-    feed(info_);
+    info_->setFilename(freshName(dir_, ".wav", prefix_, key->timeStamp(), lastBase_, baseCount_));
+    feed(*info_);
     feed(setup_);
   }
+  if (step == StreamTimeline::Step::Continue && !anchored_ && !openPath_.empty()) {
+    anchored_ = true;
+    anchorSecond_ = key->timeStamp();
+    anchorSeq_ = key->seqNum();
+  }
   releaseHeld(false);
+  writeSidecar();
 }
 
 void WavRecorder::onData(const VelStreamDataPayload& payload) {
   const auto chunk = payload.data();
   if (!chunk || !haveHeader_) return;  // before the first header there is nothing to describe it
-  if (writer_->isFinishFile() || !held_.empty()) {
-    held_.push_back(chunk);
-    heldBytes_ += chunk->dataSize();
-    // Normally the next header arrives within the second; a stream that stops sending them
-    // must not pile up blocks.
-    if (heldBytes_ >= uint64{setup_.sampleRate()} * setup_.bytesPerSample()) releaseHeld(true);
-    return;
-  }
-  writeBlock(chunk);
+  if (writer_->isFinishFile() || !held_.empty() || !writeBlock(chunk)) hold(chunk);
 }
 
-void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk) {
-  if (!dataHeadIsWhole(*chunk)) return;  // nothing known of where it belongs or how long it is
-  MavWavDataChunk block;
-  block.setSampleNum(chunk->sampleNum());
-  block.setNumChannels(chunk->numChannels());
-  block.setBigEndian(chunk->isBigEndian());
-  block.setBitDepth(static_cast<uint8>(chunk->bitDepth()));
-  block.setNumSamples(chunk->numSamples());
-  block.setData(chunk->data().get());  // the writer copies from the stream's own buffer
+void WavRecorder::hold(const std::shared_ptr<const VelStreamDataChunk>& chunk) {
+  held_.push_back(chunk);
+  heldBytes_ += chunk->dataSize();
+  // Normally the next header arrives within the second; a stream that stops sending them
+  // must not pile up blocks.
+  if (heldBytes_ >= uint64{setup_.sampleRate()} * setup_.bytesPerSample() * channels_) releaseHeld(true);
+}
 
-  // Samples are counted over header boundaries too (uint32, as the chunk counts them).
-  if (expectKnown_ && chunk->sampleNum() != expectedSample_ && listener_) {
-    listener_->missedSamples(static_cast<uint32>(chunk->sampleNum() - expectedSample_));
-  }
-  expectKnown_ = true;
-  expectedSample_ = chunk->sampleNum() + chunk->numSamples();
+bool WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk) {
+  if (!dataHeadIsWhole(*chunk)) return true;  // nothing known of where it belongs or how long it is
+  if (frameLimit_ > 0 && framesTotal_ >= frameLimit_) return true;  // the recording is complete
 
   // A sample of 32 bytes or more has no bit depth a WAV file can state (8 bits): such a
   // format is not recorded, rather than written under a width the file does not have.
-  const bool representable = uint32{block.bitDepth()} == uint32{chunk->bytesPerSamp()} * 8u;
-  if (chunk->isCorrupted() || !chunk->data() || !representable || block.dataSize() > chunk->dataSize()) {
+  const auto bitDepth = static_cast<uint8>(chunk->bitDepth());
+  const bool representable = uint32{bitDepth} == uint32{chunk->bytesPerSamp()} * 8u;
+  const uint64 frameBytes = uint64{chunk->numChannels()} * chunk->bytesPerSamp();
+  if (chunk->isCorrupted() || !chunk->data() || !representable || chunk->numChannels() == 0 ||
+      frameBytes * chunk->numSamples() > chunk->dataSize()) {
     // Damaged, or a frame wider than the stream can carry: the writer must not read past it.
+    // Its place stays open, so the next block fills it with zeros.
     if (listener_) listener_->missedSamples(chunk->numSamples());
-    return;
+    return true;
   }
-  if (writer_->isInitFile()) return;  // no file (an open failure was reported)
+
+  if (chunk->numChannels() != channels_ || !channelsFromBlocks_) {
+    const bool change = chunk->numChannels() != channels_;
+    channelsFromBlocks_ = true;
+    if (change) {
+      // Another channel count: another format, so another file, as a setup change.
+      setChannels(chunk->numChannels());
+      if (!writer_->isInitFile()) continueInNewFile();
+    }
+  }
+
+  const StreamTimeline::Placement at = timeline_.place(chunk->sampleNum());
+  if (at.gap < 0) {
+    VelLog::write("a waveform block repeats " + std::to_string(-at.gap) + " samples already written; passed over");
+    if (listener_) listener_->missedSamples(chunk->numSamples());
+    return true;
+  }
+  if (writer_->isInitFile()) {
+    // No file (an open failure was reported): these samples are lost to the disk, and the
+    // next file starts where the samples go on.
+    timeline_.advance(static_cast<uint64>(at.gap) + chunk->numSamples());
+    return true;
+  }
+  if (at.gap > 0) {
+    const uint64 gap = static_cast<uint64>(at.gap);
+    if (gap > uint64{setup_.sampleRate()} * 2 + 0xFFFF) {
+      // More than a second or two missing between blocks of one stream is no gap to fill
+      // with silence: the samples after it start a new file, timed by the next header.
+      VelLog::write("the waveform sample count jumped by " + std::to_string(gap) + "; a new file starts");
+      timeline_.advance(gap);
+      if (listener_) listener_->missedSamples(gap);
+      continueInNewFile();
+    } else if (!fillGap(gap, chunk->numChannels(), chunk->bytesPerSamp())) {
+      return writer_->isInitFile();  // the file is full: the block waits for the next one
+    }
+  }
+  if (writer_->isInitFile()) return true;  // no file (an open failure was reported)
+  if (writer_->isFinishFile()) return false;
+
+  uint64 frames = chunk->numSamples();
+  if (frameLimit_ > 0) frames = std::min(frames, frameLimit_ - framesTotal_);
+  MavWavDataChunk block;
+  block.setNumChannels(chunk->numChannels());
+  block.setBigEndian(chunk->isBigEndian());
+  block.setBitDepth(bitDepth);
+  block.setNumSamples(static_cast<uint16>(frames));
+  block.setData(chunk->data().get());  // the writer copies from the stream's own buffer
   if (chunk->isBigEndian() && chunk->bytesPerSamp() > 1) {
-    // The converted copy is as long as the block the writer reads, whatever the width.
     const std::size_t width = chunk->bytesPerSamp();
     const std::size_t size = block.dataSize();
-    const std::size_t whole = size / width * width;
     const uint8* from = chunk->data().get();
     swapped_.resize(size);
-    for (std::size_t i = 0; i < whole; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
-    std::copy(from + whole, from + size, swapped_.begin() + static_cast<std::ptrdiff_t>(whole));
+    for (std::size_t i = 0; i + width <= size; i += width) std::reverse_copy(from + i, from + i + width, &swapped_[i]);
     block.setData(swapped_.data());
     block.setBigEndian(false);
   }
+  writeFrames(block, false);
+  return true;
+}
+
+bool WavRecorder::fillGap(uint64 frames, unsigned channels, unsigned bytesPerSample) {
+  constexpr uint64 kMostPerBlock = 4096;
+  const uint64 frameBytes = uint64{channels} * bytesPerSample;
+  if (frameBytes == 0) return true;
+  while (frames > 0) {
+    if (frameLimit_ > 0 && framesTotal_ >= frameLimit_) return true;
+    if (writer_->isInitFile() || writer_->isFinishFile()) return false;
+    uint64 n = std::min(frames, kMostPerBlock);
+    if (frameLimit_ > 0) n = std::min(n, frameLimit_ - framesTotal_);
+    if (zeros_.size() < n * frameBytes) zeros_.resize(n * frameBytes);
+    MavWavDataChunk block;
+    block.setNumChannels(static_cast<uint8>(channels));
+    block.setBitDepth(static_cast<uint8>(bytesPerSample * 8));
+    block.setNumSamples(static_cast<uint16>(n));
+    block.setData(zeros_.data());
+    if (!writeFrames(block, true)) return false;
+    frames -= n;
+  }
+  return true;
+}
+
+bool WavRecorder::writeFrames(MavWavDataChunk& block, bool zeros) {
   if (uint64{writer_->riffChunkSize()} + 8 + block.dataSize() > sizeLimit_) {
     // The sizes of a WAV file are 32 bits: rather than let them wrap, the file ends here and
     // the block opens the next one, named after the last header.
     VelLog::write("WAV file " + openPath_.filename().string() +
                   " reached the largest size a WAV file can state; continuing in a new file");
     continueInNewFile();
-    if (writer_->isInitFile()) return;  // the new file could not be opened (reported)
+    if (writer_->isInitFile()) return false;  // the new file could not be opened (reported)
   }
+  // The writer checks that each block follows the one before. Ours follow by construction
+  // (gaps are filled), so they are numbered afresh after each metadata record, where the
+  // writer stops checking: the numbers never wrap, whatever the stream's own count does.
+  block.setSampleNum(nextNum_);
+  nextNum_ += block.numSamples();
   // Only a block the writer took without an error counts as written: the figures a host
   // shows must be what the file holds.
   const uint32 goodBytes = writer_->dataWritten();
@@ -253,51 +384,64 @@ void WavRecorder::writeBlock(const std::shared_ptr<const VelStreamDataChunk>& ch
       return true;
     });
   }
-  if (consumed && clean) {
-    totalBytes_ += block.dataSize();
-    if (listener_) {
-      listener_->samplesWritten(block.data(), block.dataSize(), block.numSamples());
-      listener_->bytesWritten(totalBytes_);
-    }
+  const uint64 frames = block.numSamples();
+  if (!consumed || !clean) {
+    // Lost to the disk, not to the stream: the next file starts where the samples go on,
+    // without zeros for what could not be written here.
+    timeline_.advance(frames);
+    return false;
   }
+  const uint64 atFrame = facts_.frames;
+  totalBytes_ += block.dataSize();
+  framesTotal_ += frames;
+  facts_.frames += frames;
+  timeline_.advance(frames);
+  if (zeros) addGap(facts_.gaps, atFrame, frames);
+  if (listener_) {
+    if (zeros) {
+      listener_->gapFilled(openPath_, atFrame, frames);
+    } else {
+      listener_->samplesWritten(block.data(), block.dataSize(), block.numSamples());
+    }
+    listener_->bytesWritten(totalBytes_);
+  }
+  return true;
 }
 
 void WavRecorder::releaseHeld(bool force) {
   if (held_.empty()) return;
   if (force) continueInNewFile();
   while (!held_.empty() && !writer_->isFinishFile() && !writer_->isInitFile()) {
-    const auto chunk = held_.front();
+    if (!writeBlock(held_.front())) break;
+    heldBytes_ -= held_.front()->dataSize();
     held_.pop_front();
-    heldBytes_ -= chunk->dataSize();
-    writeBlock(chunk);
   }
-  if (writer_->isInitFile()) {  // no file to put them in
-    held_.clear();
-    heldBytes_ = 0;
-  }
+  if (writer_->isInitFile()) dropHeld();  // no file to put them in
+}
+
+void WavRecorder::dropHeld() {
+  if (held_.empty()) return;
+  uint64 samples = 0;
+  for (const auto& chunk : held_) samples += chunk->numSamples();
+  held_.clear();
+  heldBytes_ = 0;
+  if (listener_) listener_->missedSamples(samples);
 }
 
 void WavRecorder::streamRestarted() {
   finish();
   writer_ = makeWriter();
+  nextNum_ = 0;
   haveHeader_ = false;
-  haveSeq_ = false;
   firstInterval_ = false;
-  expectKnown_ = false;
+  channelsFromBlocks_ = false;
+  timeline_.reset();
 }
 
 void WavRecorder::finish() {
   if (!held_.empty()) releaseHeld(true);
   finishFile();
-  // Blocks whose channel count no file of this stream can take: a file each would not
-  // hold them either.
-  if (!held_.empty()) {
-    uint64 samples = 0;
-    for (const auto& chunk : held_) samples += chunk->numSamples();
-    held_.clear();
-    heldBytes_ = 0;
-    if (listener_) listener_->missedSamples(samples);
-  }
+  dropHeld();
 }
 
 }  // namespace veliface::record

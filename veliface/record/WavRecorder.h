@@ -5,6 +5,8 @@
 #include <veliface/files/MavWavInfoData.h>
 #include <veliface/files/MavWavWriter.h>
 #include <veliface/record/RecordListener.h>
+#include <veliface/record/StreamTimeline.h>
+#include <veliface/record/WavSidecar.h>
 #include <veliface/stream/VelStreamMessage.h>
 
 #include <algorithm>
@@ -29,6 +31,15 @@ namespace veliface::record {
 /// over on whole multiples of the period on the clock. Finished files are closed at once, so
 /// the number of open files stays the same however long the recording runs. Crash safety is
 /// on: the sizes in the header are patched about once per second of audio.
+///
+/// Time stays true: samples missing within a stream are written as zeros, so that frame k of
+/// a file was sampled at the file's start plus k / rate, and each gap is listed. A stream that
+/// starts over (a pause, a clock jump, a reset) ends the file; the next one starts at the new
+/// stream's time. A stream of several channels (an array hub's members) goes into files of
+/// as many channels, described by the array metadata record; a change of the channel count
+/// starts a new file. Beside each `X.wav` a sidecar `X.json` holds the start time of the first
+/// sample, the gaps, the device and its calibration; it is rewritten at each second and when
+/// the file is finished.
 class WavRecorder {
  public:
   /// Records into `dir` with files of `periodSeconds`; `listener` (may be null) must outlive
@@ -59,6 +70,15 @@ class WavRecorder {
   /// Largest file the recorder writes, in bytes (default and most: what the 32-bit RIFF size
   /// can state). A block that would take a file past it goes into a new file instead.
   void setFileSizeLimit(uint64 bytes) { sizeLimit_ = std::min<uint64>(bytes, kRiffLimit); }
+  /// Deployment facts (site, position, ...) written into every sidecar, in this order.
+  void setDeployment(std::vector<std::pair<std::string, std::string>> facts) { deployment_ = std::move(facts); }
+  /// Stops after `frames` sample frames in all (zero frames of gaps included); 0: no limit.
+  void setFrameLimit(uint64 frames) { frameLimit_ = frames; }
+  /// The longest period, in whole seconds, whose files can state their sizes in 32 bits at
+  /// `rate` frames per second of `channels` samples of `bytesPerSample` bytes.
+  static uint64 longestPeriod(uint32 rate, unsigned channels, unsigned bytesPerSample);
+  /// Sample frames written in all, zero frames of gaps included.
+  uint64 framesWritten() const { return framesTotal_; }
   /// The writer (for its counters).
   const MavWavWriter& writer() const { return *writer_; }
 
@@ -67,13 +87,20 @@ class WavRecorder {
   friend void dispatchPayload(Recorder& rec, const VelStreamMessage& message);
   void onHeader(const VelStreamEventHeaderPayload& hdr);
   void onData(const VelStreamDataPayload& payload);
-  void writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk);
+  bool writeBlock(const std::shared_ptr<const VelStreamDataChunk>& chunk);
+  bool fillGap(uint64 frames, unsigned channels, unsigned bytesPerSample);
+  bool writeFrames(MavWavDataChunk& block, bool zeros);
+  void hold(const std::shared_ptr<const VelStreamDataChunk>& chunk);
   void releaseHeld(bool force);
+  void dropHeld();
   bool feed(MavWavEventData& record);
   template <typename Op>
   bool tracked(Op&& op);
   void finishFile();
   void continueInNewFile();
+  void openFileFacts();
+  void writeSidecar();
+  void setChannels(unsigned channels);
   std::unique_ptr<MavWavWriter> makeWriter() const;
 
   std::filesystem::path dir_;
@@ -86,16 +113,34 @@ class WavRecorder {
   static constexpr uint64 kRiffLimit = 0xFFFFFFFFull + 8;  // RIFF size field plus its 8 bytes
   uint64 sizeLimit_ = kRiffLimit;
 
-  MavWavInfoDataHF info_;
+  // The metadata record of the files: one sensor, or an array of `channels_` channels. Built
+  // from the last header; `lastHeader_` keeps that header so that a change of the channel
+  // count can build the record again.
+  std::unique_ptr<MavWavInfoData> info_;
+  std::shared_ptr<const VelStreamEventHeaderPayload> lastHeader_;
+  unsigned channels_ = 1;
+  bool channelsFromBlocks_ = false;  // a block of this stream told the channel count
+  bool sidecarFailed_ = false;
+  uint32 nextNum_ = 0;  // the sample number the writer expects next
   MavWavSetupData setup_;
   bool haveHeader_ = false;
+  StreamTimeline timeline_;
+  StreamTimeline::Step lastStep_ = StreamTimeline::Step::Start;
+  // The open file's sidecar, and the whole-second header its start time is measured from.
+  WavFileFacts facts_;
+  uint64 fileFirst_ = 0;        // stream position of the file's first frame
+  bool anchored_ = false;
+  int64 anchorSecond_ = 0;
+  uint64 anchorSeq_ = 0;
+  int64 openSecond_ = 0;        // the header that opened the file, when no anchor comes
+  uint64 openSeq_ = 0;
+  std::vector<std::pair<std::string, std::string>> deployment_;
+  uint64 frameLimit_ = 0;
+  uint64 framesTotal_ = 0;
+  std::vector<uint8> zeros_;    // the samples of a gap
   std::string lastBase_;  // name of the last file opened without a suffix
   int baseCount_ = 0;     // files opened under that name this second
-  bool haveSeq_ = false;
   bool firstInterval_ = false;  // the last header was the stream's first
-  uint64 lastSeq_ = 0;
-  uint32 expectedSample_ = 0;
-  bool expectKnown_ = false;
   uint64 totalBytes_ = 0;
   std::filesystem::path openPath_;  // empty while no file is open
   // Blocks that arrive while the writer waits to finish a full file; they open the next one.
