@@ -42,14 +42,15 @@ enum SimTagKey : uint16 {
 
 /// Who the simulated device is and how it starts.
 struct DeviceConfig {
-  int type = 5;                          ///< device type: 5 Aurel HF, 7, 8 array hub, 13 recorder
+  int type = 5;                          ///< device type (5 a hydrophone, 8 an array hub, ...)
   uint16 serial = 1201;                  ///< serial number
   std::string firmware = "2.14";         ///< firmware version text (8 bytes on the wire)
   std::string buildDate = "Mar 18 2024 10:42";  ///< build date text (18 bytes on the wire)
   std::string model = "Aurel HF";        ///< model text of the enquire record
   std::string firmwareRel = "2.14.3";    ///< firmware release text (8 bytes on the wire)
   uint8 status = 1;                      ///< device status byte of the enquire response
-  uint16 sensitivity = 170;              ///< raw hydrophone sensitivity
+  /// Hydrophone sensitivity in signed tenths of a dB re 1 V/uPa, as it travels (-176.5 dB).
+  uint16 sensitivity = static_cast<uint16>(-1765);
   std::vector<uint16> members;           ///< array hub: serials of the member devices
   unsigned channels = 1;                 ///< waveform channels (a hub: one per member)
   uint32 sampleRate = 48000;             ///< initial waveform (and FFT) sample rate

@@ -2,6 +2,7 @@
 
 #include <sim/SimDevice.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace velsim {
@@ -46,6 +47,8 @@ StreamSetup SimDevice::streamSetup(StreamKind kind, int64 startSeconds, uint32 s
   s.serial = config_.serial;
   s.sensitivity = config_.sensitivity;
   if (config_.type == 8) s.members = config_.members;
+  s.dutyCycle = jobValue(kTagDutyCycleTime, 0);
+  s.dutyRun = std::min(jobValue(kTagDutyRunTime, 0), s.dutyCycle);
   s.startSeconds = startSeconds;
   s.startNanos = startNanos;
   s.seed = config_.seed;

@@ -99,8 +99,14 @@ void SimStream::emitHeader(uint64 sample) {
   // An array names its hub as the array master, then each member on its channel.
   if (!setup_.members.empty()) chunks.emplace_back(info(setup_.serial, kArrayMaster));
   for (unsigned c = 0; c < channels; ++c) {
-    const uint16 serial = c < setup_.members.size() ? setup_.members[c] : setup_.serial;
-    chunks.emplace_back(info(serial, static_cast<uint8>(c + 1)));
+    const bool member = c < setup_.members.size();
+    DeviceInfo d = info(member ? setup_.members[c] : setup_.serial, static_cast<uint8>(c + 1));
+    if (member) {
+      d.model = setup_.memberModel;
+      // Members are hydrophones of their own, each calibrated a little differently.
+      d.sensitivity = static_cast<uint16>(setup_.sensitivity - 3 * static_cast<int>(c));
+    }
+    chunks.emplace_back(d);
   }
   for (unsigned c = 0; c < channels; ++c) {
     StreamStatus st;
@@ -175,17 +181,29 @@ void SimStream::produce(uint64 uptoSample) {
   }
 }
 
+bool SimStream::running(uint64 sample) const {
+  if (setup_.dutyCycle == 0) return true;
+  const int64 second = clock_.secondOf(sample);
+  const int64 cycle = setup_.dutyCycle;
+  return ((second % cycle) + cycle) % cycle < int64{setup_.dutyRun};
+}
+
 void SimStream::produceWaveform(uint64 upto) {
   const unsigned channels = setup_.channels;
   for (;;) {
     if (next_ == nextHeader_) {
-      emitHeader(next_);
+      if (running(next_)) emitHeader(next_);
       nextHeader_ = clock_.nextSecondStart(next_);
     }
     const uint64 len = std::min<uint64>(setup_.samplesPerFrame, nextHeader_ - next_);
     if (next_ + len > upto) return;
     samples_.resize(len * channels);
     signal_.fill(samples_.data(), len);
+    if (!running(next_)) {
+      stats_.pausedSamples += len;
+      next_ += len;
+      continue;
+    }
     StreamDataHead head;
     head.sampleNum = static_cast<uint32>(next_);
     head.numChannels = static_cast<uint8>(channels);
@@ -204,7 +222,7 @@ void SimStream::produceSpectrum(uint64 upto) {
   Spectrum result;
   for (;;) {
     if (next_ == nextHeader_) {
-      emitHeader(next_);
+      if (running(next_)) emitHeader(next_);
       nextHeader_ = clock_.nextSecondStart(next_);
     }
     if (next_ >= upto) return;
@@ -214,6 +232,7 @@ void SimStream::produceSpectrum(uint64 upto) {
     fft_->push(samples_.data(), len);
     next_ += len;
     while (fft_->pop(result)) {
+      if (!running(result.firstSample)) continue;
       StreamDataHead head;
       head.sampleNum = static_cast<uint32>(result.firstSample);
       head.numChannels = 1;
@@ -245,6 +264,7 @@ std::string SimStream::summary() const {
                 static_cast<unsigned long long>(stats_.headers));
   std::string line = buf;
   if (!wave) line += " spectra=" + std::to_string(stats_.spectra);
+  if (setup_.dutyCycle != 0) line += " paused=" + std::to_string(stats_.pausedSamples);
   return line;
 }
 

@@ -41,6 +41,9 @@ struct StreamSetup {
   uint16 serial = 0;              ///< device info: serial of the device (the hub for an array)
   uint16 sensitivity = 0;         ///< device info: sensitivity
   std::vector<uint16> members;    ///< array hub: member serial per channel (empty otherwise)
+  uint8 memberModel = 5;          ///< array hub: device type of the members
+  uint32 dutyCycle = 0;           ///< duty cycle length in seconds (0: always on)
+  uint32 dutyRun = 0;             ///< seconds at the start of each cycle the stream runs
   int64 startSeconds = 0;         ///< device time of sample 0, whole seconds since 1970
   uint32 startNanos = 0;          ///< and the nanoseconds into that second
   FaultConfig faults;             ///< data frame drops, garbage, split writes
@@ -58,6 +61,7 @@ struct StreamStats {
   uint64 dropped = 0;      ///< data frames dropped by the fault injector
   uint64 headers = 0;      ///< event headers sent
   uint64 spectra = 0;      ///< spectra sent (spectrum stream)
+  uint64 pausedSamples = 0;  ///< sample frames not sent because the duty cycle was off
 };
 
 /// The simulated signal at a rate: tone and sweep kept below half of it.
@@ -70,6 +74,10 @@ SignalConfig signalConfigFor(uint32 sampleRate, unsigned channels, unsigned bitD
 /// data frames carry `samplesPerFrame` sample frames, cut short where a second begins so
 /// that every header sits between the last sample of one second and the first of the next.
 /// Spectrum data frames carry one spectrum each, level bytes, one channel.
+///
+/// With a duty cycle the stream runs the first `dutyRun` seconds of every `dutyCycle` seconds
+/// of the device clock (cycles counted from 1970) and sends nothing in between, headers
+/// included; its sample count goes on through the pause.
 class SimStream {
  public:
   /// Checks the setup (throws std::invalid_argument on one the frames cannot carry).
@@ -103,6 +111,7 @@ class SimStream {
 
  private:
   void emitHeader(uint64 sample);
+  bool running(uint64 sample) const;
   void emitFrame(const Bytes& frame);
   void produceWaveform(uint64 upto);
   void produceSpectrum(uint64 upto);

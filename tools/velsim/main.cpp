@@ -10,6 +10,7 @@
 #include <sim/SimStream.h>
 
 #include <veliface/common/VelLog.h>
+#include <veliface/vocabulary/VelDeviceType.h>
 
 #include <common/CommandLine.h>
 
@@ -36,7 +37,7 @@ int main(int argc, char** argv) {
   app.add_option("--waveform-port", o.waveformPort, "waveform stream TCP port; 0 picks a free one")->capture_default_str();
   app.add_option("--spectrum-port", o.spectrumPort, "spectrum stream TCP port; 0 picks a free one")->capture_default_str();
   app.add_option("--discovery-port", o.discoveryPort, "discovery UDP port; 0 picks a free one")->capture_default_str();
-  app.add_option("--type", o.type, "device type: 5 Aurel HF, 7 Aurel AF, 8 array hub, 13 recorder (example: --type 8)")
+  app.add_option("--type", o.type, "device type: 5 Aurel HF, 7 Aurel AF, 8 Array Hub, 13 Power Module (example: --type 8)")
       ->check(CLI::IsMember({5, 7, 8, 13}))->capture_default_str();
   app.add_option("--serial", o.serial, "serial number (example: --serial 1201)")->capture_default_str();
   app.add_option("--members", o.members, "array hub: number of member devices, one channel each (example: --members 4)")
@@ -72,7 +73,8 @@ int main(int argc, char** argv) {
   velsim::DeviceConfig cfg;
   cfg.type = o.type;
   cfg.serial = o.serial;
-  cfg.model = o.type == 13 ? "SoundTrap Rec" : o.type == 8 ? "Array Hub" : o.type == 7 ? "Aurel AF" : "Aurel HF";
+  // The model text is the name the device type table gives the type.
+  cfg.model = VelUtil::deviceTypeStr(static_cast<VelDeviceType>(o.type));
   cfg.channels = o.channels;
   if (o.type == 8) {
     for (unsigned i = 0; i < o.members; ++i) cfg.members.push_back(static_cast<uint16>(o.serial + 1 + i));
