@@ -58,6 +58,7 @@ veliface::host::RecordingSettings recordingSettings(const SessionConfig& c) {
   s.duration = c.duration;
   s.sync = c.sync;
   s.creator = "velrec";
+  s.deployment = c.deployment;
   return s;
 }
 

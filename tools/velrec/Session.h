@@ -68,6 +68,7 @@ struct SessionConfig {
   int period = 60;               ///< seconds per file, aligned on the clock
   double duration = 0;           ///< stop after this many seconds of waveform samples; 0: never
   bool sync = false;             ///< force WAV samples to storage at each once-a-second size patch
+  std::vector<std::pair<std::string, std::string>> deployment;  ///< --meta facts for every sidecar
 };
 
 /// Decodes and records the channels of one device.

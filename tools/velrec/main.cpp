@@ -50,6 +50,7 @@ struct Options {
   bool fast = false;
   bool sync = false;
   std::vector<std::string> settings;
+  std::vector<std::string> meta;
   std::string replay;
   std::string capture;
   uint64 seed = 1;
@@ -124,6 +125,10 @@ SessionConfig sessionConfig(const Options& o) {
   c.period = o.period;
   c.duration = o.duration;
   c.sync = o.sync;
+  for (const std::string& m : o.meta) {
+    const auto eq = m.find('=');
+    c.deployment.emplace_back(m.substr(0, eq), m.substr(eq + 1));
+  }
   return c;
 }
 
@@ -372,6 +377,13 @@ int main(int argc, char** argv) {
   app.add_flag("--fast", o.fast, "simulated device: produce audio as fast as possible instead of in real time");
   app.add_option("--set", o.settings, "job setting NAME=VALUE sent to the device before recording; repeatable "
                                      "(example: --set WAVE_SAMPLE_RATE=96000 --set WAVE_BIT_DEPTH=16)");
+  app.add_option("--meta", o.meta, "a deployment fact KEY=VALUE written into every file's JSON sidecar; repeatable "
+                                   "(example: --meta site=\"Kiel fjord\" --meta latitude=54.33 --meta depth_m=12)")
+      ->check([](const std::string& v) -> std::string {
+        const auto eq = v.find('=');
+        if (eq == std::string::npos || eq == 0) return "--meta takes KEY=VALUE with a non-empty KEY, not '" + v + "'";
+        return "";
+      });
   app.add_option("--replay", o.replay, "record a raw waveform stream capture instead of a device (example: --replay cap/waveform.bin)");
   app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, spectrum.bin in this directory (example: --capture ./cap)");
   app.add_option("--seed", o.seed, "simulated device: seed of its signal (example: --seed 7)")->capture_default_str();

@@ -9,13 +9,16 @@
 #include <ControlFrames.h>
 #include <ProcessRunner.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <ctime>
 #include <thread>
 
 #include <cstdlib>
@@ -99,6 +102,38 @@ Recorded checkFiles(const std::vector<std::string>& lines, uint32_t rate) {
   EXPECT_EQ(std::to_string(r.gapFrames), total["gap_frames"]);
   EXPECT_EQ(std::to_string(r.wavFiles), total["files"]);
   return r;
+}
+
+// The JSON sidecars of `dir`, in the order of their names (which is the order of time).
+std::vector<nlohmann::json> sidecars(const fs::path& dir) {
+  std::vector<fs::path> paths;
+  for (const auto& e : fs::directory_iterator(dir))
+    if (e.path().extension() == ".json") paths.push_back(e.path());
+  std::sort(paths.begin(), paths.end());
+  std::vector<nlohmann::json> out;
+  for (const auto& p : paths) {
+    std::ifstream in(p);
+    out.push_back(nlohmann::json::parse(in, nullptr, false));
+    EXPECT_FALSE(out.back().is_discarded()) << p;
+  }
+  return out;
+}
+
+// A sidecar's start time, microseconds since 1970 ("2026-11-24T10:15:00.000021Z").
+int64_t startMicros(const nlohmann::json& side) {
+  std::tm tm{};
+  long micros = 0;
+  const std::string t = side.value("start_time", "");
+  EXPECT_EQ(std::sscanf(t.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%6ldZ", &tm.tm_year, &tm.tm_mon, &tm.tm_mday,
+                        &tm.tm_hour, &tm.tm_min, &tm.tm_sec, &micros), 7) << t;
+  tm.tm_year -= 1900;
+  tm.tm_mon -= 1;
+  return static_cast<int64_t>(timegm(&tm)) * 1000000 + micros;
+}
+
+// How long a sidecar's file lasts, in microseconds.
+int64_t endMicros(const nlohmann::json& side) {
+  return static_cast<int64_t>(side.value("frames", 0ull) * 1000000ull / side.value("sample_rate", 1u));
 }
 
 const char* program(const char* var) {
@@ -331,11 +366,13 @@ TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
   // Each connection's stream counts its samples from 0 again: nothing compares them with the
   // connection before, so no counter wraps.
   for (const std::string& l : lines) EXPECT_EQ(l.find("MISSED"), std::string::npos) << l;
-  // Four seconds of stream over three connections, every sample in a valid file; the frame
-  // that crosses the end is kept whole.
+  // Four seconds of stream over three connections, every sample in a valid file, exactly.
   const Recorded r = checkFiles(lines, 48000);
-  EXPECT_GE(r.frames, 192000u);
-  EXPECT_LT(r.frames, 192000u + 1024u);
+  EXPECT_EQ(r.frames, 192000u);
+  // A file after a reconnection starts at the new stream's time, never before the last ended.
+  const auto side = sidecars(out);
+  for (std::size_t i = 1; i < side.size(); ++i)
+    EXPECT_GE(startMicros(side[i]), startMicros(side[i - 1]) + endMicros(side[i - 1]) - 21) << side[i]["file"];
   readBack(out, fields(find(lines, "velrec: spectrum lines="))["lines"]);
   fs::remove_all(out);
 }
@@ -477,3 +514,123 @@ TEST(Velrec, ADeviceNeverReachedEndsTheRunAfterItsRetries) {
 }
 
 }  // namespace
+
+// An array hub's four members at 8 kHz: one four-channel file per period, every sample.
+TEST(VelrecRecording, AnArrayHubIsRecordedAsOneFileOfAllItsChannelsPerPeriod) {
+  Velsim sim({"--type", "8", "--members", "4", "--sample-rate", "8000", "--fast", "--duration", "7"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("hub");
+  Child rec(sim.velrec(out, {"--fast", "--period", "3", "--duration", "7"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  auto sent = sim.summary("waveform");
+  EXPECT_EQ(fields(find(lines, "velrec: waveform samples="))["checksum"], sent["checksum"]);
+
+  const auto side = sidecars(out);
+  ASSERT_GE(side.size(), 3u);
+  EXPECT_LE(side.size(), 4u);
+  uint64_t frames = 0;
+  for (const auto& s : side) {
+    const std::string wav = (out / s.value("file", "")).string();
+    Child py({"/usr/bin/env", "python3", "-c",
+              "import wave,sys; w=wave.open(sys.argv[1]); print(w.getnchannels(), w.getnframes())", wav});
+    EXPECT_EQ(py.line(), "4 " + std::to_string(s.value("frames", 0ull))) << wav;
+    EXPECT_EQ(py.wait(), 0);
+    EXPECT_EQ(s["channels"], 4);
+    EXPECT_EQ(s["device"]["type_text"], "Array Hub");
+    ASSERT_EQ(s["device"]["members"].size(), 4u);
+    EXPECT_EQ(s["device"]["members"][3]["serial"], 1205);
+    EXPECT_EQ(s["device"]["members"][3]["type_text"], "Aurel HF");
+    frames += s.value("frames", 0ull);
+  }
+  EXPECT_EQ(frames, 56000u);
+  EXPECT_EQ(sent["samples"], "56000");
+  fs::remove_all(out);
+}
+
+// With frames dropped, the missing samples stand as zeros: every whole period holds exactly
+// its frames, each file starts where the one before ended, and the gaps add up to the drops.
+TEST(VelrecRecording, DroppedFramesStandAsListedZerosAndEveryFileStartsOnTime) {
+  Velsim sim({"--fast", "--duration", "7", "--drop-frames", "0.05", "--sample-rate", "8000",
+              "--samples-per-frame", "500", "--seed", "3"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("gaps");
+  Child rec(sim.velrec(out, {"--fast", "--period", "3", "--duration", "7"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  auto sent = sim.summary("waveform");
+  ASSERT_NE(sent["dropped"], "0");
+
+  const auto side = sidecars(out);
+  ASSERT_GE(side.size(), 3u);
+  uint64_t gapFrames = 0, frames = 0;
+  for (std::size_t i = 0; i < side.size(); ++i) {
+    const auto& s = side[i];
+    if (i > 0 && i + 1 < side.size()) {
+      EXPECT_EQ(s["frames"], 24000) << s["file"];
+    }
+    if (i > 0) {
+      EXPECT_NEAR(startMicros(s), startMicros(side[i - 1]) + endMicros(side[i - 1]), 125) << s["file"];
+    }
+    uint64_t listed = 0;
+    for (const auto& g : s["gaps"]) {
+      EXPECT_LE(g["start_frame"].get<uint64_t>() + g["frames"].get<uint64_t>(), s["frames"].get<uint64_t>());
+      listed += g["frames"].get<uint64_t>();
+    }
+    EXPECT_EQ(listed, s["gap_frames"]);
+    gapFrames += listed;
+    frames += s.value("frames", 0ull);
+  }
+  EXPECT_EQ(gapFrames, std::stoull(sent["dropped"]) * 500);
+  EXPECT_EQ(frames, 56000u);
+  fs::remove_all(out);
+}
+
+// A duty-cycled stream pauses: each pause ends a file, the next starts at its true time, and
+// nothing is filled across it. The user's deployment facts are in every sidecar.
+TEST(VelrecRecording, ADutyCycledStreamShowsItsPausesAndFillsNothingAcrossThem) {
+  Velsim sim({"--fast", "--duration", "30", "--sample-rate", "8000"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("duty");
+  Child rec(sim.velrec(out, {"--fast", "--period", "3", "--duration", "8", "--set", "DUTY_CYCLE_TIME=4", "--set",
+                             "DUTY_RUN_TIME=2", "--meta", "site=Kiel fjord", "--meta", "depth_m=12"}),
+            true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  EXPECT_GE(std::stoi(fields(find(lines, "velrec: sequence losses"))["restarts"]), 3);
+
+  const auto side = sidecars(out);
+  ASSERT_GE(side.size(), 4u);
+  int pauses = 0;
+  uint64_t frames = 0;
+  for (std::size_t i = 0; i < side.size(); ++i) {
+    EXPECT_EQ(side[i]["gap_frames"], 0) << side[i]["file"];
+    EXPECT_EQ(side[i]["deployment"]["site"], "Kiel fjord");
+    EXPECT_EQ(side[i]["deployment"]["depth_m"], "12");
+    frames += side[i].value("frames", 0ull);
+    if (i == 0) continue;
+    const int64_t after = startMicros(side[i]) - startMicros(side[i - 1]) - endMicros(side[i - 1]);
+    EXPECT_TRUE(after == 0 || after == 2000000) << side[i]["file"] << " starts " << after << " us after the last ended";
+    pauses += after > 0;
+  }
+  EXPECT_GE(pauses, 3);
+  EXPECT_EQ(frames, 64000u);
+  fs::remove_all(out);
+}
+
+// A period whose files would outgrow the 32-bit sizes of a WAV file is refused before any file
+// is written, with the longest period that fits.
+TEST(VelrecRecording, APeriodTooLongForAWavFileIsRefusedWithTheLongestThatFits) {
+  Velsim sim({"--fast", "--duration", "2", "--sample-rate", "512000"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("period");
+  Child rec(sim.velrec(out, {"--fast", "--period", "3600", "--duration", "1"}), true);
+  const auto lines = rec.rest();
+  EXPECT_EQ(rec.wait(), 1);
+  const std::string said = find(lines, "velrec: error: a period of 3600 s does not fit");
+  EXPECT_NE(said.find("the longest period that fits is 2796 s"), std::string::npos) << said;
+  if (fs::exists(out)) {
+    for (const auto& e : fs::directory_iterator(out)) EXPECT_NE(e.path().extension(), ".wav") << e.path();
+  }
+  fs::remove_all(out);
+}
