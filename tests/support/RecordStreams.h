@@ -52,7 +52,7 @@ inline std::vector<std::shared_ptr<const VelDeviceInfoChunk>> deviceInfo() {
   return {std::make_shared<VelDeviceInfoChunkV1>(raw)};
 }
 
-inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate, uint8 format = 0x82) {
+inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate, uint8 format = 0x82, uint8 channels = 1) {
   stWAVE_SETUP_CHUNK_V0 setup{};
   setup.type = 0x45;
   setup.sampleRate = rate;
@@ -64,8 +64,8 @@ inline VelStreamMessage wavHeader(int32_t t, uint64 seq, uint32 rate, uint8 form
   auto payload = std::make_shared<VelStreamEventHeaderPayload>(
       key(t, seq), deviceInfo(), std::vector<std::shared_ptr<const VelStreamStatusChunk>>{},
       VelStreamSetupContainer(std::shared_ptr<const VelWavSetupChunk>(std::make_shared<VelWavSetupChunk>(setup))),
-      std::vector<std::shared_ptr<const VelAmplScalingChunk>>{std::make_shared<VelAmplScalingChunkV0>(scale)}, 1,
-      nullptr);
+      std::vector<std::shared_ptr<const VelAmplScalingChunk>>{std::make_shared<VelAmplScalingChunkV0>(scale)},
+      channels, nullptr);
   return VelStreamMessage(payload);
 }
 
@@ -89,13 +89,13 @@ inline VelStreamMessage fftHeader(int32_t t,
 }
 
 inline VelStreamMessage dataMsg(int32_t t, uint64 sample, const uint8* bytes, uint16 samples, uint8 format,
-                         std::vector<uint8>* sent) {
+                         std::vector<uint8>* sent, uint8 channels = 1) {
   auto chunk = std::make_shared<VelStreamDataChunkV0>();
   chunk->setSampleNum(static_cast<uint32>(sample));
-  chunk->setNumChannels(1);
+  chunk->setNumChannels(channels);
   chunk->setSampleFormat(format);
   chunk->setNumSamples(samples);
-  const uint32 n = samples * (format & 0x7Fu);
+  const uint32 n = samples * (format & 0x7Fu) * channels;
   std::shared_ptr<uint8[]> copy(new uint8[n]);
   std::copy(bytes, bytes + n, copy.get());
   chunk->ResetI8(copy, n);

@@ -118,3 +118,34 @@ TEST(WavRecorderTime, APauseEndsTheFileAndNothingIsFilledAcrossIt) {
   for (const std::string& l : log.lines()) said += l.find("waveform stream started over") != std::string::npos;
   EXPECT_EQ(said, 2);
 }
+
+TEST(WavRecorderTime, SeveralChannelsGoIntoOneFileOfAsManyAndAChangeStartsAnother) {
+  TempDir tmp;
+  Events events;
+  std::vector<uint8> sent;
+  {
+    WavRecorder rec(tmp.dir, "c", 60, nullptr, &events);
+    std::vector<uint8> frame(4 * 2 * 500);
+    for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8>(i * 7);
+    rec.take(wavHeader(1000000000, 0, kRate, 0x82, 4));
+    for (uint64 s = 0; s < 2000; s += 500) rec.take(dataMsg(1000000000, s, frame.data(), 500, 0x82, &sent, 4));
+    // Two channels from the next block on: another format.
+    rec.take(dataMsg(1000000000, 2000, frame.data(), 500, 0x82, nullptr, 2));
+  }
+  const auto files = wavFiles(tmp.dir);
+  ASSERT_EQ(files.size(), 2u);
+  const ReadBack four = readWav(files[0]);
+  ASSERT_TRUE(four.header && four.header->fmt());
+  EXPECT_EQ(four.header->fmt()->numChannels(), 4);
+  EXPECT_EQ(four.header->fmt()->blockAlign(), 8);
+  EXPECT_EQ(four.samples, std::string(sent.begin(), sent.end()));  // interleaved as sent
+  // The array metadata record lists the hub and its four channels.
+  const std::string bytes = slurp(files[0]);
+  EXPECT_NE(bytes.find("Seq # =0"), std::string::npos);
+  const ReadBack two = readWav(files[1]);
+  ASSERT_TRUE(two.header && two.header->fmt());
+  EXPECT_EQ(two.header->fmt()->numChannels(), 2);
+  EXPECT_EQ(two.header->dataSize(), 2000u);
+  EXPECT_NE(slurp(fs::path(files[1]).replace_extension(".json")).find("\"channels\":2"), std::string::npos);
+  EXPECT_EQ(events.missed, 0u);
+}
