@@ -1,7 +1,8 @@
 #include "Session.h"
 
-
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <system_error>
 
 namespace velrec {
@@ -17,27 +18,44 @@ const char* channelName(Channel ch) {
   return "?";
 }
 
-Capture::Capture(const fs::path& dir, std::string& error) {
+Capture::Capture(const fs::path& dir, std::string& error) : dir_(dir) {
   std::error_code ec;
   fs::create_directories(dir, ec);
+  // The first connection's files are opened now, so that an unusable directory is said at once.
   for (Channel ch : {Channel::Control, Channel::Waveform, Channel::Spectrum}) {
-    const fs::path p = dir / (std::string(channelName(ch)) + ".bin");
+    const fs::path p = dir / fileName(ch, 1);
     files_[static_cast<int>(ch)] = std::fopen(p.c_str(), "wb");
     if (!files_[static_cast<int>(ch)]) {
-      error = "cannot write capture file " + p.string();
+      error = "cannot write capture file " + p.string() + ": " + std::strerror(errno);
       return;
     }
   }
 }
 
-Capture::~Capture() {
-  for (std::FILE* f : files_)
+Capture::~Capture() { closeAll(); }
+
+void Capture::closeAll() {
+  for (std::FILE*& f : files_) {
     if (f) std::fclose(f);
+    f = nullptr;
+  }
+}
+
+std::string Capture::fileName(Channel ch, int number) {
+  return std::string(channelName(ch)) + (number == 1 ? "" : "." + std::to_string(number)) + ".bin";
+}
+
+void Capture::nextConnection() {
+  if (dir_.empty()) return;
+  closeAll();
+  ++connection_;
 }
 
 bool Capture::write(Channel ch, const uint8* data, std::size_t n) {
-  std::FILE* f = files_[static_cast<int>(ch)];
-  return !f || std::fwrite(data, 1, n, f) == n;
+  if (dir_.empty()) return true;
+  std::FILE*& f = files_[static_cast<int>(ch)];
+  if (!f) f = std::fopen((dir_ / fileName(ch, connection_)).c_str(), "wb");
+  return f && std::fwrite(data, 1, n, f) == n;
 }
 
 namespace {

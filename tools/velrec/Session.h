@@ -24,20 +24,30 @@ enum class Channel { Control, Waveform, Spectrum };
 const char* channelName(Channel ch);
 
 
-/// Saves the raw bytes received per channel as control.bin, waveform.bin and spectrum.bin.
+/// Saves the raw bytes received per channel, one set of files per connection to the device:
+/// control.bin, waveform.bin and spectrum.bin for the first, control.2.bin, waveform.2.bin,
+/// spectrum.2.bin for the second and so on, so that a replay knows where each stream started.
 class Capture {
  public:
   /// No capture.
   Capture() = default;
-  /// Captures into `dir` (created); `error` is set when a file cannot be opened.
+  /// Captures into `dir` (created); `error` is set (path and reason) when a file cannot be opened.
   Capture(const std::filesystem::path& dir, std::string& error);
   ~Capture();
   Capture(const Capture&) = delete;
   Capture& operator=(const Capture&) = delete;
-  /// Appends received bytes of `ch`; false when the write failed.
+  /// Appends received bytes of `ch` to the files of the current connection; false when the
+  /// write failed.
   bool write(Channel ch, const uint8* data, std::size_t n);
+  /// The next bytes belong to a new connection (its files are opened when they get bytes).
+  void nextConnection();
+  /// The file of channel `ch` for connection `number` (1 first).
+  static std::string fileName(Channel ch, int number);
 
  private:
+  void closeAll();
+  std::filesystem::path dir_;
+  int connection_ = 1;
   std::FILE* files_[3] = {nullptr, nullptr, nullptr};
 };
 

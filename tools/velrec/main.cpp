@@ -1,11 +1,12 @@
 // velrec: records what a device streams to WAV and spectrum files. With no device named it
 // starts the simulated device (velsim) on loopback and records it; with --device it talks to a device
-// (or velsim) over TCP; with --replay it records a raw waveform stream capture.
+// (or velsim) over TCP; with --replay it records a capture directory again.
 
 #include "Console.h"
 #include "DeviceControl.h"
 #include "Network.h"
 #include "Session.h"
+#include "Replay.h"
 #include "Scan.h"
 #include "SimulatorProcess.h"
 
@@ -97,7 +98,6 @@ class Status {
   uint64 lastReceived_ = 0;
 };
 
-bool keepGoing(const Session& s) { return !g_stop && s.failure().empty() && !s.limitReached(); }
 
 // Enquire, job setup and clock, the same for the simulated and a real device.
 std::shared_ptr<MavDevice> prepare(DeviceControl& ctl, const Options& o, Console& console, int& exitCode) {
@@ -188,6 +188,8 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     return true;
   };
   while (!g_stop && !pastDeadline()) {
+    // A round after one that recorded is a new connection: its bytes go to new capture files.
+    if (session && capture) capture->nextConnection();
     TcpLink link(io);
     std::string error;
     if (!link.connect(o.device, o.controlPort, std::chrono::seconds(5), error)) {
@@ -293,20 +295,22 @@ int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<
   return rc;
 }
 
+// A capture directory recorded again, connection by connection, with the device its control
+// capture names: the same options give the same files.
 int runReplay(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
-  std::ifstream in(o.replay, std::ios::binary);
-  if (!in) {
-    console.log("error: cannot read " + o.replay);
+  std::string error;
+  const auto connections = capturedConnections(o.replay, error);
+  if (connections.empty()) {
+    console.log("error: " + error);
     return 1;
   }
-  session = std::make_unique<Session>(sessionConfig(o), nullptr, capture);
+  const auto device = capturedDevice(connections.front().control);
+  if (!device) console.log("the capture holds no enquiry answer; the files will name no device");
+  session = std::make_unique<Session>(sessionConfig(o), device, capture);
   reportNotifications(*session, console);
-  Status status(console, *session);
-  std::vector<uint8> buf(64 * 1024);
-  while (keepGoing(*session) && in) {
-    in.read(reinterpret_cast<char*>(buf.data()), static_cast<std::streamsize>(buf.size()));
-    session->receive(Channel::Waveform, buf.data(), static_cast<std::size_t>(in.gcount()));
-    status.tick();
+  if (!replayConnections(connections, *session, error)) {
+    console.log("error: " + error);
+    return 1;
   }
   return 0;
 }
@@ -354,7 +358,7 @@ int main(int argc, char** argv) {
       "  velrec --fast --duration 600 --period 60           ten files as fast as possible\n"
       "  velrec --device 192.168.1.20 --set WAVE_SAMPLE_RATE=128000 --period 300\n"
       "  velrec --device 127.0.0.1 --capture ./cap          also keep the raw bytes\n"
-      "  velrec --replay ./cap/waveform.bin --out ./again   record a capture again\n\n"
+      "  velrec --replay ./cap --out ./again                 record a capture again (same --period, --prefix, --duration, --meta)\n\n"
       "Exit status: 0 when the recording ended normally; 1 when it stopped on an error, such as\n"
       "a full disk or an output directory that cannot be created or written (the library's\n"
       "error text is printed, e.g. \"velrec: error: Failed to write wav data.\", and every file\n"
@@ -384,8 +388,11 @@ int main(int argc, char** argv) {
         if (eq == std::string::npos || eq == 0) return "--meta takes KEY=VALUE with a non-empty KEY, not '" + v + "'";
         return "";
       });
-  app.add_option("--replay", o.replay, "record a raw waveform stream capture instead of a device (example: --replay cap/waveform.bin)");
-  app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, spectrum.bin in this directory (example: --capture ./cap)");
+  app.add_option("--replay", o.replay, "record a capture directory (from --capture) again instead of a device: the same "
+                                       "options give the same files (example: --replay ./cap)");
+  app.add_option("--capture", o.capture, "also save the raw bytes of each channel as control.bin, waveform.bin, "
+                                         "spectrum.bin in this directory, control.2.bin ... for each reconnection "
+                                         "(example: --capture ./cap)");
   app.add_option("--seed", o.seed, "simulated device: seed of its signal (example: --seed 7)")->capture_default_str();
   app.add_option("--scan", o.scan, "find devices: broadcast the discovery request on the local network, or ask one "
                                    "ADDRESS[:PORT] (port 30303 unless given), and list every device that answers "

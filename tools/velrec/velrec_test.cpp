@@ -634,3 +634,50 @@ TEST(VelrecRecording, APeriodTooLongForAWavFileIsRefusedWithTheLongestThatFits) 
   }
   fs::remove_all(out);
 }
+
+// The bytes of every file in `dir`, by name.
+std::map<std::string, std::string> contents(const fs::path& dir) {
+  std::map<std::string, std::string> out;
+  for (const auto& e : fs::directory_iterator(dir)) {
+    std::ifstream in(e.path(), std::ios::binary);
+    out[e.path().filename().string()] = std::string(std::istreambuf_iterator<char>(in), {});
+  }
+  return out;
+}
+
+// A capture of a recording that lost its connection twice and dropped frames replays to the
+// very same files; bytes that hold no waveform stream are an error.
+TEST(VelrecRecording, AReplayedCaptureDirectoryGivesTheSameFilesRestartsIncluded) {
+  Velsim sim({"--fast", "--duration", "30", "--disconnect-after", "1.5", "--drop-frames", "0.03", "--seed", "6"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("live"), cap = freshDir("livecap"), again = freshDir("again");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "4", "--period", "1", "--capture", cap.string(), "--meta",
+                             "site=tank"}),
+            true);
+  rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  ASSERT_TRUE(fs::exists(cap / "waveform.2.bin"));  // one set of files per connection
+
+  Child replay({program("VELREC"), "--replay", cap.string(), "--duration", "4", "--period", "1", "--meta", "site=tank",
+                "--out", again.string()},
+               true);
+  replay.rest();
+  ASSERT_EQ(replay.wait(), 0);
+  const auto live = contents(out), replayed = contents(again);
+  EXPECT_GE(live.size(), 12u);
+  for (const auto& [name, bytes] : live) {
+    ASSERT_TRUE(replayed.count(name)) << name;
+    EXPECT_TRUE(replayed.at(name) == bytes) << name << " differs";
+  }
+  EXPECT_EQ(replayed.size(), live.size());
+
+  // Random bytes, and the control channel given as a waveform capture, decode to nothing.
+  std::ofstream(cap / "noise.bin") << std::string(5000, '\x5a');
+  for (const fs::path& wrong : {cap / "noise.bin", cap / "control.bin"}) {
+    Child bad({program("VELREC"), "--replay", wrong.string(), "--out", freshDir("bad").string()}, true);
+    const std::string said = find(bad.rest(), "velrec: error: ");
+    EXPECT_EQ(bad.wait(), 1) << wrong;
+    EXPECT_NE(said.find(wrong.string()), std::string::npos) << said;
+  }
+  fs::remove_all(out), fs::remove_all(cap), fs::remove_all(again), fs::remove_all(freshDir("bad"));
+}
