@@ -38,7 +38,9 @@ std::string grouped(std::uint64_t n) {
 
 Console::~Console() { sumUp(std::chrono::steady_clock::now()); }
 
-void Console::write(const std::string& text) {
+void Console::write(const std::string& text, bool toTerminal) {
+  if (copy_) copy_(text);
+  if (!toTerminal) return;
   clearStatus();
   std::cerr << "velrec: " << text << '\n';
   if (statusShown_) std::cerr << lastStatus_;
@@ -53,7 +55,11 @@ void Console::sumUp(std::chrono::steady_clock::time_point now) {
   lastSum_ = now;
 }
 
-void Console::log(const std::string& text) {
+void Console::log(const std::string& text) { filtered(text, true); }
+
+void Console::diagnostic(const std::string& text, bool show) { filtered(text, show); }
+
+void Console::filtered(const std::string& text, bool toTerminal) {
   const auto now = std::chrono::steady_clock::now();
   std::string shape = shapeOf(text);
   // A flood is the same shape again within a second; a line that recurs at its own pace
@@ -71,7 +77,7 @@ void Console::log(const std::string& text) {
     lastShape_ = std::move(shape);
     inARow_ = 1;
   }
-  write(text);
+  write(text, toTerminal);
 }
 
 void Console::status(const std::string& text) {
@@ -90,6 +96,7 @@ void Console::endStatus() {
 }
 
 void Console::out(const std::string& text) {
+  if (copy_) copy_(text);
   clearStatus();
   std::cout << "velrec: " << text << std::endl;
   if (statusShown_) std::cerr << lastStatus_ << std::flush;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace velrec {
@@ -26,6 +27,12 @@ class Console {
   Console& operator=(const Console&) = delete;
   /// One log line, "velrec: " + text, on standard error.
   void log(const std::string& text);
+  /// A diagnostic line of the library: to the copy (see `setCopy`) always, to standard error
+  /// only when `show`.
+  void diagnostic(const std::string& text, bool show);
+  /// Every line written (log, diagnostic, result, and each status when not on a terminal)
+  /// also goes to `copy`, without the "velrec: " in front: a log file.
+  void setCopy(std::function<void(const std::string&)> copy) { copy_ = std::move(copy); }
   /// Shows `text` as the current status.
   void status(const std::string& text);
   /// Ends the status line so that what follows starts on a fresh line.
@@ -37,7 +44,9 @@ class Console {
 
  private:
   void clearStatus();
-  void write(const std::string& text);
+  void write(const std::string& text, bool toTerminal = true);
+  void filtered(const std::string& text, bool toTerminal);
+  std::function<void(const std::string&)> copy_;
   void sumUp(std::chrono::steady_clock::time_point now);
   bool tty_;
   std::string lastShape_;       // the last line with its digits blanked out

@@ -1,5 +1,7 @@
 #include "DeviceControl.h"
 
+#include "Network.h"
+
 #include <veliface/common/VelCommand.h>
 #include <veliface/host/Commands.h>
 #include <veliface/host/ControlSession.h>
@@ -30,6 +32,7 @@ std::shared_ptr<VelControlMessage> DeviceControl::request(std::shared_ptr<VelCon
   session.start(std::move(cmd), hostNow());
   std::vector<uint8> buf(8192);
   while (session.waiting()) {
+    if (stopRequested()) return nullptr;
     const std::vector<uint8> out = session.takeOutgoing();
     if (!out.empty() && !link_.send(out)) return nullptr;
     const auto left = std::max(session.deadline() - hostNow(), veliface::host::HostTime(0));
@@ -67,7 +70,12 @@ bool DeviceControl::setupJob(const std::vector<std::string>& settings, std::stri
   }
   const auto outcome = veliface::host::judgeJobSetup(tags, *answer);
   if (outcome.rejected) {
-    error = veliface::escapeDeviceText(outcome.error);
+    // One clean line per setting the device said something about.
+    for (const auto& v : outcome.settings) {
+      if (!v.accepted && v.reason.find("accepted") == std::string::npos && v.reason != "not checked by the device")
+        console_.out(VelJobSettingsTag::keyName(v.key) + ": " + veliface::escapeDeviceText(v.reason) + " (device refused)");
+    }
+    error = "the device refused the job: " + veliface::escapeDeviceText(outcome.error);
     return false;
   }
   for (const auto& v : outcome.settings) {

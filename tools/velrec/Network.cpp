@@ -8,13 +8,17 @@ using asio::ip::tcp;
 
 namespace {
 
-// Runs `io` until `done` or `timeout`; what is still pending is cancelled through `cancel`.
+const volatile std::sig_atomic_t* g_stopFlag = nullptr;
+
+// Runs `io` until `done`, `timeout` or a stop request; what is still pending is cancelled
+// through `cancel`. It looks at the stop request ten times a second, so that a signal ends a
+// wait on a silent device at once.
 template <typename Cancel>
 void runUntil(asio::io_context& io, const bool& done, std::chrono::milliseconds timeout, Cancel cancel) {
   io.restart();
   const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (!done && std::chrono::steady_clock::now() < deadline) {
-    io.run_one_until(deadline);
+  while (!done && std::chrono::steady_clock::now() < deadline && !stopRequested()) {
+    io.run_one_until(std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(100)));
   }
   if (!done) {
     cancel();
@@ -25,6 +29,10 @@ void runUntil(asio::io_context& io, const bool& done, std::chrono::milliseconds 
 }
 
 }  // namespace
+
+void setStopFlag(const volatile std::sig_atomic_t* flag) { g_stopFlag = flag; }
+
+bool stopRequested() { return g_stopFlag != nullptr && *g_stopFlag != 0; }
 
 bool TcpLink::connect(const std::string& host, uint16 port, std::chrono::milliseconds timeout,
                       std::string& error) {

@@ -6,6 +6,7 @@
 #include "DeviceControl.h"
 #include "Session.h"
 
+#include <csignal>
 #include <asio.hpp>
 
 #include <array>
@@ -14,6 +15,12 @@
 #include <string>
 
 namespace velrec {
+
+/// Makes every wait on the network end early once `*flag` is set (by a signal handler).
+void setStopFlag(const volatile std::sig_atomic_t* flag);
+/// True once the flag given to `setStopFlag` is set.
+bool stopRequested();
+
 
 /// The control channel over a TCP connection.
 class TcpLink : public ControlLink {

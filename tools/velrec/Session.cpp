@@ -105,6 +105,7 @@ void Session::receive(Channel ch, const uint8* data, std::size_t n) {
 
 void Session::report() {
   for (const RecordingEvent& e : recording_.takeEvents()) {
+    if (events_) events_(e);
     if (e.kind == RecordingEvent::Kind::Stalled && stalled_.empty())
       stalled_ = std::string(channelName(channelOf(e.port))) + " stream stalled: " + e.text;
     if (!notify_) continue;
@@ -126,6 +127,7 @@ Counters Session::counters() const {
   c.gapFrames = r.gapFrames;
   c.restarts = r.restarts;
   c.waveSamples = w.samples;
+  c.wavFrames = recording_.framesWritten();
   c.streamPosition = w.position;
   c.lostFrames = w.lostFrames;
   c.reconnects = reconnects_;

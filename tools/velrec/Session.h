@@ -65,6 +65,7 @@ struct Counters {
   uint64 gapFrames = 0;       ///< frames written as zeros for samples that never arrived
   uint64 restarts = 0;        ///< times the waveform stream started over within a connection
   uint64 waveSamples = 0;     ///< sample frames received on the waveform channel
+  uint64 wavFrames = 0;       ///< sample frames written to WAV files, zero frames of gaps included
   uint64 streamPosition = 0;  ///< waveform stream time in samples, gaps included, over all connections
   uint64 lostFrames = 0;      ///< waveform data frames that never arrived (from sample-number gaps)
   uint64 reconnects = 0;      ///< stream connections lost and started again
@@ -86,6 +87,8 @@ class Session {
  public:
   /// Called with each stream notification: channel, code and its text.
   using NotifySink = std::function<void(Channel, uint32, const std::string&)>;
+  /// Called with every event of the recording (files, gaps, restarts, format, errors).
+  using EventSink = std::function<void(const veliface::host::RecordingEvent&)>;
 
   /// A recording into `config.outDir` of `device` (may be null); `capture` may be null and
   /// must outlive the session.
@@ -109,6 +112,8 @@ class Session {
   void noteReconnect() { ++reconnects_; }
   /// Sets who hears of stream notifications.
   void setNotifySink(NotifySink sink) { notify_ = std::move(sink); }
+  /// Sets where every recording event goes (none by default).
+  void setEventSink(EventSink sink) { events_ = std::move(sink); }
 
   /// The figures so far.
   Counters counters() const;
@@ -135,6 +140,7 @@ class Session {
   std::string failure_;
   std::string stalled_;
   NotifySink notify_;
+  EventSink events_;
 };
 
 }  // namespace velrec

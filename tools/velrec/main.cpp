@@ -7,12 +7,16 @@
 #include "Network.h"
 #include "Session.h"
 #include "Replay.h"
+#include "Reporter.h"
+#include "RunLog.h"
+#include "StatusJson.h"
 #include "Scan.h"
 #include "SimulatorProcess.h"
 
 #include <veliface/common/VelLog.h>
 #include <veliface/device/MavDevice.h>
 #include <veliface/device/VelDevice.h>
+#include <veliface/host/SettingsCatalog.h>
 #include <veliface/vocabulary/DeviceText.h>
 
 #include <common/CommandLine.h>
@@ -36,6 +40,9 @@ namespace {
 using namespace velrec;
 using Clock = std::chrono::steady_clock;
 
+// The notification of a stream port that has no connection left for another host.
+constexpr uint32 kNoConnectionAvailable = 1;
+
 volatile std::sig_atomic_t g_stop = 0;
 extern "C" void onSignal(int sig) { g_stop = sig; }
 
@@ -58,6 +65,9 @@ struct Options {
   std::string scan;
   bool json = false;
   int retries = 5;
+  bool verbose = false;
+  bool listSettings = false;
+  std::string statusJson;
 };
 
 // `v` with `decimals` digits after the point.
@@ -66,38 +76,6 @@ std::string fmt(int decimals, double v) {
   std::snprintf(b, sizeof b, "%.*f", decimals, v);
   return b;
 }
-
-// The live status: elapsed time, audio recorded, MB written, files, losses and data rate.
-class Status {
- public:
-  Status(Console& console, const Session& session) : console_(console), session_(session) {}
-  void tick(bool force = false) {
-    const auto now = Clock::now();
-    const auto every = console_.tty() ? std::chrono::milliseconds(500) : std::chrono::milliseconds(10000);
-    if (!force && now - last_ < every) return;
-    const Counters c = session_.counters();
-    const double dt = std::chrono::duration<double>(now - last_).count();
-    const double rate = dt > 0 ? static_cast<double>(c.received - lastReceived_) / dt / 1000.0 : 0.0;
-    const double audio = c.sampleRate ? static_cast<double>(c.waveSamples) / c.sampleRate : 0.0;
-    console_.status("elapsed " + fmt(0, std::chrono::duration<double>(now - start_).count()) +
-                    " s | audio " + fmt(1, audio) + " s | " +
-                    fmt(2, static_cast<double>(c.wavBytes) / 1e6) + " MB | files " +
-                    std::to_string(c.filesOpened) + " | sequence losses " + std::to_string(c.sequenceLosses) +
-                    " | missed samples " + std::to_string(c.missedSamples) + " | lost frames " +
-                    std::to_string(c.lostFrames) + " | " + fmt(1, rate) +
-                    " kB/s");
-    last_ = now;
-    lastReceived_ = c.received;
-  }
-
- private:
-  Console& console_;
-  const Session& session_;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point last_ = Clock::now();
-  uint64 lastReceived_ = 0;
-};
-
 
 // Enquire, job setup and clock, the same for the simulated and a real device.
 std::shared_ptr<MavDevice> prepare(DeviceControl& ctl, const Options& o, Console& console, int& exitCode) {
@@ -109,7 +87,7 @@ std::shared_ptr<MavDevice> prepare(DeviceControl& ctl, const Options& o, Console
   if (!o.settings.empty()) {
     std::string error;
     if (!ctl.setupJob(o.settings, error)) {
-      console.out("job setup refused: " + error);
+      console.log("error: " + error);
       exitCode = 1;
       return nullptr;
     }
@@ -148,8 +126,9 @@ void pause(std::chrono::milliseconds d) {
 // the clock and opens both stream ports; when any of these connections is lost the round
 // ends, the open files are finished, and after a back-off (0.5 s doubling to 8 s, back to
 // 0.5 s once a round streams) a new round records on into new files.
-int runDevice(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session,
+int runDevice(const Options& o, Reporter& report, Capture* capture, std::unique_ptr<Session>& session,
               bool reconnect = true) {
+  Console& console = report.console();
   asio::io_context io;
   // With a duration the run also ends on the clock: a device that stalls, stops sending or
   // streams at rate 0 never delivers the audio, and the run must not wait for it forever.
@@ -169,6 +148,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
   std::chrono::milliseconds backoff = firstBackoff;
   int attempt = 0;
   int failedFirst = 0;  // tries that failed before the first connection
+  bool everStreamed = false;
   // Says why and waits before the next try; false when there is to be none: the simulated
   // device is not retried, and a device never reached gets `--retries` tries in all.
   const auto retry = [&](const std::string& why) {
@@ -207,30 +187,36 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     }
     if (!session) {
       session = std::make_unique<Session>(sessionConfig(o), std::dynamic_pointer_cast<VelDevice>(device), capture);
+      report.attach(*session);
     } else {
       session->noteReconnect();
-      console.log("reconnected to " + o.device + "; recording on into new files");
+      report.connection("reconnected", "reconnected to " + o.device + "; recording on into new files");
     }
     StreamConn wave(io, o.device, o.waveformPort, Channel::Waveform, *session, console);
     StreamConn spec(io, o.device, o.spectrumPort, Channel::Spectrum, *session, console);
     bool streaming = false;
+    bool busy = false;
     session->setNotifySink([&](Channel ch, uint32 code, const std::string& text) {
       if (code == 0) {
         console.log(std::string(channelName(ch)) + " stream started");
         streaming = true;
+      } else if (code == kNoConnectionAvailable && !streaming) {
+        // A stream port serves one host at a time: another host records this device.
+        console.log("error: the device at " + o.device + " is busy: its " + channelName(ch) +
+                    " port serves another host (\"" + text + "\")");
+        busy = true;
       } else {
         console.log(std::string(channelName(ch)) + " stream: " + text);
       }
     });
     wave.start();
     spec.start();
-    Status status(console, *session);
     io.restart();
     // The spectrum stream may lag behind the waveform: once the waveform is complete it gets
     // a few seconds to reach the end as well.
     std::optional<Clock::time_point> waveDone;
     bool complete = false;
-    while (!g_stop && session->failure().empty()) {
+    while (!g_stop && session->failure().empty() && !busy) {
       if (session->limitReached()) {
         // A device that stops its waveform stream at the end is no lost connection.
         if (!waveDone) waveDone = Clock::now();
@@ -244,7 +230,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
       if (pastDeadline()) break;
       io.run_for(std::chrono::milliseconds(100));
       session->tick();
-      status.tick();
+      report.tick(*session);
     }
     // A port that went silent is handled like a lost connection.
     if (!session->stalled().empty() && !complete) console.log(session->stalled());
@@ -254,6 +240,8 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
     io.restart();
     io.poll();
     session->setNotifySink({});
+    if (busy && !everStreamed) return 1;
+    everStreamed = everStreamed || streaming;
     if (complete || g_stop || !session->failure().empty() || pastDeadline()) break;
     if (lost && !reconnect) {
       console.log("the simulated device ended the connection");
@@ -264,6 +252,7 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
       session->connectionLost(Channel::Waveform);
       session->connectionLost(Channel::Spectrum);
       if (streaming) backoff = firstBackoff, attempt = 0;
+      report.json().event("connection_lost", {{"message", "connection to the device lost"}});
       if (!retry("connection to the device lost")) return 1;
     }
   }
@@ -272,7 +261,8 @@ int runDevice(const Options& o, Console& console, Capture* capture, std::unique_
 
 // The simulated device: velsim started beside velrec on free loopback ports and recorded like
 // any device, with the same seed and duration; its own account of what it sent comes last.
-int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+int runSimulated(Options o, Reporter& report, Capture* capture, std::unique_ptr<Session>& session) {
+  Console& console = report.console();
   SimulatorProcess sim;
   std::vector<std::string> args{"--seed", std::to_string(o.seed)};
   if (o.fast) args.push_back("--fast");
@@ -286,7 +276,7 @@ int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<
   o.controlPort = sim.controlPort();
   o.waveformPort = sim.waveformPort();
   o.spectrumPort = sim.spectrumPort();
-  const int rc = runDevice(o, console, capture, session, false);
+  const int rc = runDevice(o, report, capture, session, false);
   // With a duration velsim ends by itself a moment after its streams; stopped early or
   // without one, it is told to stop at once. Either way it reports what it sent.
   const auto grace = o.duration > 0 && !g_stop ? std::chrono::seconds(3) : std::chrono::seconds(0);
@@ -297,7 +287,8 @@ int runSimulated(Options o, Console& console, Capture* capture, std::unique_ptr<
 
 // A capture directory recorded again, connection by connection, with the device its control
 // capture names: the same options give the same files.
-int runReplay(const Options& o, Console& console, Capture* capture, std::unique_ptr<Session>& session) {
+int runReplay(const Options& o, Reporter& report, Capture* capture, std::unique_ptr<Session>& session) {
+  Console& console = report.console();
   std::string error;
   const auto connections = capturedConnections(o.replay, error);
   if (connections.empty()) {
@@ -307,12 +298,28 @@ int runReplay(const Options& o, Console& console, Capture* capture, std::unique_
   const auto device = capturedDevice(connections.front().control);
   if (!device) console.log("the capture holds no enquiry answer; the files will name no device");
   session = std::make_unique<Session>(sessionConfig(o), device, capture);
+  report.attach(*session);
   reportNotifications(*session, console);
   if (!replayConnections(connections, *session, error)) {
     console.log("error: " + error);
     return 1;
   }
   return 0;
+}
+
+// Every setting --set takes, one per line: name, how its value is written, unit, meaning.
+void listSettings(std::ostream& out) {
+  for (const auto& s : veliface::host::settingsCatalog()) {
+    out << s.name << "\n    " << veliface::host::settingKindText(s.kind) << (*s.unit ? std::string(", in ") + s.unit : "")
+        << "\n    " << s.what << "\n";
+  }
+}
+
+// The command line as typed, for the log.
+std::string commandLine(int argc, char** argv) {
+  std::string line;
+  for (int i = 0; i < argc; ++i) line += (i ? " " : "") + std::string(argv[i]);
+  return line;
 }
 
 void summary(Console& console, const Session& s) {
@@ -399,40 +406,77 @@ int main(int argc, char** argv) {
                                    "(example: --scan, --scan 192.168.1.20)")
       ->expected(0, 1);
   app.add_flag("--json", o.json, "with --scan: one JSON object per device");
+  app.add_flag("--list-settings", o.listSettings, "list every job setting --set takes, with its type, unit and meaning");
+  app.add_flag("--verbose,-v", o.verbose, "show the library's diagnostics on the terminal too (they always go to OUT/velrec.log)");
+  app.add_option("--status-json", o.statusJson, "write one JSON line per event (file opened and finished, gap, restart, "
+                                                "reconnection, error) and a status every 5 s to FILE, or to standard "
+                                                "output with - (example: --status-json /data/rec/status.jsonl)");
+  app.set_config("--config", "", "read options from FILE, one 'option = value' per line (e.g. period = 300, "
+                                 "set = [\"WAVE_SAMPLE_RATE=96000\"]); options given on the command line win");
   app.add_option("--retries", o.retries, "tries to reach the device before the first connection; after them the "
                                         "run ends with exit status 1. Once recording, a lost connection is tried "
                                         "again without end (example: --retries 20)")
       ->check(CLI::Range(1, 1000000))->capture_default_str();
   if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
   if (app.count("--scan") > 0) return scanForDevices(o.scan, o.json, std::chrono::seconds(2), std::cout, std::cerr);
+  if (o.listSettings) {
+    listSettings(std::cout);
+    return 0;
+  }
   if (!o.device.empty() && !o.replay.empty()) {
     std::fprintf(stderr, "velrec: --device and --replay exclude each other\n");
     return 2;
   }
+  // Every setting is checked before anything connects: a typo costs no trip to the device.
+  for (const std::string& setting : o.settings) {
+    std::string canonical, error;
+    if (!veliface::host::checkSetting(setting, canonical, error)) {
+      std::fprintf(stderr, "velrec: --set: %s (velrec --list-settings lists every setting)\n", error.c_str());
+      return 2;
+    }
+  }
 
   Console console(isatty(STDERR_FILENO) != 0);
-  // The library passes on what devices send (a code byte, a name): shown escaped.
-  const VelLog::SinkScope logToConsole([&console](const std::string& line) { console.log(veliface::escapeDeviceText(line)); });
   struct sigaction sa {};
   sa.sa_handler = onSignal;
   sigemptyset(&sa.sa_mask);
   sigaction(SIGINT, &sa, nullptr);
   sigaction(SIGTERM, &sa, nullptr);
+  setStopFlag(&g_stop);
   // A closed terminal must not end a recording left running in it.
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;
   sigemptyset(&ignore.sa_mask);
   sigaction(SIGHUP, &ignore, nullptr);
 
+  // The output directory is made and written to (its log) before any device is touched.
   std::error_code ec;
   std::filesystem::create_directories(o.out, ec);
   if (ec) {
-    console.log("error: cannot create " + o.out + ": " + ec.message());
+    console.log("error: cannot create the output directory " + o.out + ": " + ec.message());
     return 1;
   }
+  std::string error;
+  RunLog runLog(std::filesystem::path(o.out) / "velrec.log", error);
+  if (!error.empty()) {
+    console.log("error: cannot write into the output directory: " + error);
+    return 1;
+  }
+  console.setCopy([&runLog](const std::string& line) { runLog.write(line); });
+  // The library passes on what devices send (a code byte, a name): escaped, and kept in the
+  // log rather than on the terminal.
+  const VelLog::SinkScope logToConsole(
+      [&console, &o](const std::string& line) { console.diagnostic(veliface::escapeDeviceText(line), o.verbose); });
+  std::unique_ptr<StatusJson> statusOut = o.statusJson.empty() ? std::make_unique<StatusJson>()
+                                                               : std::make_unique<StatusJson>(o.statusJson, error);
+  if (!error.empty()) {
+    console.log("error: cannot write the status: " + error);
+    return 1;
+  }
+  Reporter report(console, *statusOut, o.out, o.period, o.verbose);
+  runLog.write("velrec started: " + commandLine(argc, argv));
   std::unique_ptr<Capture> capture;
   if (!o.capture.empty()) {
-    std::string error;
     capture = std::make_unique<Capture>(o.capture, error);
     if (!error.empty()) {
       console.log("error: " + error);
@@ -443,21 +487,31 @@ int main(int argc, char** argv) {
   std::unique_ptr<Session> session;
   int rc = 0;
   try {
-    rc = !o.replay.empty() ? runReplay(o, console, capture.get(), session)
-         : !o.device.empty() ? runDevice(o, console, capture.get(), session)
-                             : runSimulated(o, console, capture.get(), session);
+    rc = !o.replay.empty() ? runReplay(o, report, capture.get(), session)
+         : !o.device.empty() ? runDevice(o, report, capture.get(), session)
+                             : runSimulated(o, report, capture.get(), session);
   } catch (const std::exception& e) {
     console.log(std::string("error: ") + e.what());
     rc = 1;
   }
-  if (!session) return rc;
+  if (!session) {
+    if (g_stop && rc == 0) {
+      console.log(std::string("stopped on ") + (g_stop == SIGINT ? "SIGINT" : "SIGTERM") +
+                  " before the device answered; nothing was recorded");
+      rc = 1;
+    }
+    statusOut->event("end", {{"exit_code", rc}});
+    return rc;
+  }
   if (g_stop) console.log(g_stop == SIGINT ? "stopping on SIGINT" : "stopping on SIGTERM");
   session->finish();
+  report.tick(*session, true);
   console.endStatus();
   summary(console, *session);
   if (!session->failure().empty()) {
     console.log("error: " + session->failure());
     rc = 1;
   }
+  report.end(*session, rc);
   return rc;
 }

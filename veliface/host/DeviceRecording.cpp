@@ -86,6 +86,12 @@ void DeviceRecording::takeWave(const VelStreamMessage& msg) {
         wave_.setSampleLimit(limitSamples());
         wav_.setFrameLimit(limitSamples());
       }
+      const std::string format = std::to_string(wav->sampleRate()) + " Hz, " + std::to_string(width * 8) + " bits, " +
+                                 std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+      if (format != format_) {
+        format_ = format;
+        events_.push_back({RecordingEvent::Kind::Format, StreamPort::Waveform, {}, format});
+      }
     }
     if (limitReached()) {  // the header of the second after the end opens no file
       wave_.stop();

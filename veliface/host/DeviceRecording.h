@@ -70,6 +70,7 @@ struct RecordingEvent {
     StreamStarted, ///< `port` answered the start message
     StreamNotice,  ///< `port` sent a notification (`text`)
     Stalled,       ///< `port` went silent (`text`); handle it like a lost connection
+    Format,        ///< the waveform format in force from now on (`text`: "48000 Hz, 24 bits, 1 channel")
     Gap,           ///< `count` frames never arrived and stand as zeros in `path` from frame `at` on
     Restarted,     ///< the waveform stream started over (`text`: why); a new file follows
     Error,         ///< a writer error (`text`); the recording stops
@@ -122,6 +123,8 @@ class DeviceRecording {
   const RecordingCounters& counters() const { return counters_; }
   /// The stream session of `port` (its counters: bytes, samples, lost frames, position).
   const StreamSession& stream(StreamPort port) const;
+  /// Sample frames written to WAV files, zero frames of gaps included.
+  uint64 framesWritten() const { return wav_.framesWritten(); }
   /// Files finished so far, in the order they were closed.
   const std::vector<RecordedFile>& files() const { return files_; }
   /// Checksum over the sample bytes written to the WAV files.
@@ -176,6 +179,7 @@ class DeviceRecording {
   double specTime_ = 0;      // spectrum stream time on this connection (s)
   bool specDone_ = false;
   uint32 specRate_ = 0;      // FFT sample rate of the last spectrum header
+  std::string format_;       // the waveform format last reported
   bool finished_ = false;
   Tap wavTap_{*this, true};
   Tap specTap_{*this, false};

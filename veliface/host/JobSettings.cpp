@@ -1,15 +1,18 @@
 #include <veliface/host/JobSettings.h>
 
+#include <veliface/host/SettingsCatalog.h>
+
 #include <stdexcept>
 
 namespace veliface::host {
 
 namespace {
 
-// The verdict texts end in a space; a list reads better without it.
+// The verdict texts end in a separator ("; ") meant for running them together; a list of
+// our own reads better without it.
 std::string verdictText(TagErrCode code) {
   std::string t = VelUtil::tagErrStr(code);
-  while (!t.empty() && t.back() == ' ') t.pop_back();
+  while (!t.empty() && (t.back() == ' ' || t.back() == ';')) t.pop_back();
   return t.empty() ? "rejected (code " + std::to_string(code) + ")" : t;
 }
 
@@ -52,7 +55,11 @@ std::string rejection(const VelJobSetupErr& err, std::vector<SettingVerdict>& se
 }  // namespace
 
 bool parseJobSettings(const std::vector<std::string>& settings, JobTagMap& tags, std::string& error) {
-  for (const std::string& s : settings) {
+  for (const std::string& typed : settings) {
+    // The tag parser takes "96k" as 96 and "2026-11-24" as 2026: each text is checked whole
+    // against its setting's kind first.
+    std::string s;
+    if (!checkSetting(typed, s, error)) return false;
     std::shared_ptr<VelJobSettingsTag> tag;
     try {
       tag = VelJobSettingsTag::fromString("$" + s);
