@@ -161,6 +161,13 @@ struct Events : veliface::record::RecordListener {
   void error(int code, const std::string& text) override { errors.emplace_back(code, text); }
 };
 
+// The writer's own words in a storage error, without the file and reason that follow them.
+inline std::string writerText(const std::string& error) { return error.substr(0, error.find(" (")); }
+// An error (code, text) with the text cut to the writer's own words.
+inline std::pair<int, std::string> writerError(const std::pair<int, std::string>& e) {
+  return {e.first, writerText(e.second)};
+}
+
 inline std::vector<std::filesystem::path> wavFiles(const std::filesystem::path& dir, const char* extension = ".wav") {
   std::vector<std::filesystem::path> files;
   for (const auto& e : std::filesystem::directory_iterator(dir))

@@ -178,9 +178,12 @@ const char* const kLibraryTexts[] = {"Error opening wav file for writing.", "Fai
                                      "Failed to finish file. RIFF size may be invalid.",
                                      "Error opening spectrum file for writing.", "Failed to write spectrum data."};
 
-bool endsWithLibraryError(const std::string& out) {
-  for (const char* t : kLibraryTexts)
-    if (out.find(std::string("velrec: error: ") + t + "\n") != std::string::npos) return true;
+// The library's text for the failure, then the file and the system's reason.
+bool endsWithLibraryError(const std::string& out, const char* reason) {
+  for (const char* t : kLibraryTexts) {
+    const auto at = out.find(std::string("velrec: error: ") + t + " (");
+    if (at != std::string::npos) return out.find(std::string(": ") + reason + ")\n", at) != std::string::npos;
+  }
   return false;
 }
 
@@ -194,7 +197,7 @@ TEST(VelrecStorageFault, FullDiskStopsWithTheLibrarysTextAndExitCodeOne) {
   Child rec({program("VELREC"), "--fast", "--duration", "600", "--period", "10", "--out", dir.string()}, scratch.log);
   EXPECT_EQ(rec.wait(), 1);
   const std::string out = rec.output();
-  EXPECT_TRUE(endsWithLibraryError(out)) << out;
+  EXPECT_TRUE(endsWithLibraryError(out, "No space left on device")) << out;
   // Whatever fitted reads with the library's reader, claiming no more than is on disk.
   const auto files = wavs(dir);
   ASSERT_FALSE(files.empty());

@@ -3,8 +3,10 @@
 #include <veliface/device/VelDevice.h>
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/record/internal/PayloadDispatch.h>
+#include <veliface/record/internal/StorageError.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
+#include <cerrno>
 #include <system_error>
 
 namespace veliface::record {
@@ -28,7 +30,9 @@ void SpectrumRecorder::take(const VelStreamMessage& message) { dispatchPayload(*
 template <typename Op>
 bool SpectrumRecorder::tracked(Op&& op) {
   const bool wasOpen = !openPath_.empty();
+  errno = 0;
   const bool result = op();
+  const int err = errno;  // the system's reason for a failed open or write, before anything else
   const bool open = writer_.isOpen();
   const std::filesystem::path now = open ? dir_ / writer_.outputFileName() : std::filesystem::path();
   if (wasOpen && (!open || now != openPath_)) {
@@ -44,13 +48,13 @@ bool SpectrumRecorder::tracked(Op&& op) {
     if (listener_) listener_->fileOpened(now);
   }
   if (writer_.errorCode() != 0) {
-    if (listener_) listener_->error(writer_.errorCode(), kOpenErrorText);
+    if (listener_) listener_->error(writer_.errorCode(), storageErrorText(kOpenErrorText, dir_ / writer_.outputFileName(), err));
     writer_.clearErr();
     failReported_ = true;  // the stream of a file that did not open fails as well
   } else if (writer_.fail() && !failReported_) {
     // The writer itself reports only opening; a failed write leaves its stream failed (the
     // rest of that file's lines are dropped) and the host must hear of it once.
-    if (listener_) listener_->error(kWriteError, kWriteErrorText);
+    if (listener_) listener_->error(kWriteError, storageErrorText(kWriteErrorText, openPath_, err));
     failReported_ = true;
   }
   return result;

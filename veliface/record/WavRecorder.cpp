@@ -7,9 +7,11 @@
 #include <veliface/record/internal/FileNames.h>
 #include <veliface/record/internal/WavInfo.h>
 #include <veliface/record/internal/PayloadDispatch.h>
+#include <veliface/record/internal/StorageError.h>
 #include <veliface/stream/VelStreamPayloads.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <fstream>
 
@@ -88,7 +90,10 @@ template <typename Op>
 bool WavRecorder::tracked(Op&& op) {
   const bool wasOpen = !openPath_.empty();
   const uint64 sizeBefore = uint64{writer_->riffChunkSize()} + 8;
+  errno = 0;
   const bool result = op();
+  const int err = errno;  // the system's reason for a failed open or write, before anything else
+  const std::filesystem::path attempted = dir_ / writer_->outputFileName();
   const bool open = !writer_->isInitFile();
   const std::filesystem::path now = open ? dir_ / writer_->outputFileName() : std::filesystem::path();
   if (wasOpen && (!open || now != openPath_)) {
@@ -106,7 +111,9 @@ bool WavRecorder::tracked(Op&& op) {
     if (listener_) listener_->fileOpened(now);
   }
   if (writer_->errorCode() != WAV_NO_ERROR) {
-    if (listener_) listener_->error(writer_->errorCode(), MavWavWriter::errorStr(writer_->errorCode()));
+    if (listener_)
+      listener_->error(writer_->errorCode(),
+                       storageErrorText(MavWavWriter::errorStr(writer_->errorCode()), attempted, err));
     writer_->clearErr();
   }
   return result;

@@ -288,7 +288,10 @@ TEST(WavRecorder, UnwritableDirectoryIsReportedWithTheWritersText) {
   WavRecorder rec("/nonexistent/velrec", "x", 2, nullptr, &events);
   stream.run(rec, 1);
   ASSERT_FALSE(events.errors.empty());
-  EXPECT_EQ(events.errors.front(), std::make_pair(1, std::string("Error opening wav file for writing.")));
+  // The writer's own words, then the file and the system's reason.
+  EXPECT_EQ(events.errors.front(),
+            std::make_pair(1, std::string("Error opening wav file for writing. (/nonexistent/velrec/x20010909_014640.wav: "
+                                          "No such file or directory)")));
   EXPECT_TRUE(events.opened.empty());
 }
 
