@@ -32,7 +32,7 @@ std::shared_ptr<VelControlMessage> DeviceControl::request(std::shared_ptr<VelCon
   session.start(std::move(cmd), hostNow());
   std::vector<uint8> buf(8192);
   while (session.waiting()) {
-    if (stopRequested()) return nullptr;
+    if (stopRequested() || link_.closed()) return nullptr;
     const std::vector<uint8> out = session.takeOutgoing();
     if (!out.empty() && !link_.send(out)) return nullptr;
     const auto left = std::max(session.deadline() - hostNow(), veliface::host::HostTime(0));

@@ -28,6 +28,8 @@ class ControlLink {
   virtual bool send(const std::vector<uint8>& frame) = 0;
   /// Waits up to `timeout` for bytes; returns how many were put at `buf` (0: none came).
   virtual std::size_t receive(uint8* buf, std::size_t max, std::chrono::milliseconds timeout) = 0;
+  /// True once the other end closed the channel.
+  virtual bool closed() const { return false; }
 };
 
 /// Requests and their responses over a control link. Every received byte goes to the

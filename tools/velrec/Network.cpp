@@ -69,6 +69,7 @@ std::size_t TcpLink::receive(uint8* buf, std::size_t max, std::chrono::milliseco
   std::size_t got = 0;
   socket_.async_read_some(asio::buffer(buf, max), [&](const asio::error_code& e, std::size_t n) {
     got = e ? 0 : n;
+    closed_ = closed_ || e == asio::error::eof || e == asio::error::connection_reset;
     done = true;
   });
   runUntil(io_, done, timeout, [&] { socket_.cancel(); });

@@ -32,10 +32,12 @@ class TcpLink : public ControlLink {
                std::string& error);
   bool send(const std::vector<uint8>& frame) override;
   std::size_t receive(uint8* buf, std::size_t max, std::chrono::milliseconds timeout) override;
+  bool closed() const override { return closed_; }
 
  private:
   asio::io_context& io_;
   asio::ip::tcp::socket socket_;
+  bool closed_ = false;
 };
 
 /// One stream port: connects, sends the start message and hands every received byte to the

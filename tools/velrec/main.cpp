@@ -182,7 +182,11 @@ int runDevice(const Options& o, Reporter& report, Capture* capture, std::unique_
     const auto device = prepare(ctl, o, console, exitCode);
     if (exitCode) return exitCode;  // the job was refused: trying again changes nothing
     if (!device) {
-      if (!retry("no answer on the control port " + o.device + ":" + std::to_string(o.controlPort))) return 1;
+      // A device closes a second host's control connection at once: it serves one at a time.
+      const std::string why = link.closed() ? "the device at " + o.device + ":" + std::to_string(o.controlPort) +
+                                                  " closed the control connection at once: it is busy with another host"
+                                            : "no answer on the control port " + o.device + ":" + std::to_string(o.controlPort);
+      if (!retry(why)) return 1;
       continue;
     }
     if (!session) {

@@ -696,3 +696,85 @@ TEST(VelrecRecording, AReplayedCaptureDirectoryGivesTheSameFilesRestartsIncluded
   }
   fs::remove_all(out), fs::remove_all(cap), fs::remove_all(again), fs::remove_all(freshDir("bad"));
 }
+
+// Left alone, a recording keeps its diagnostics in its log, not on the terminal, survives a
+// closed terminal, tells a supervisor each gap as JSON, and stops within a second when told.
+TEST(VelrecUnattended, LogStatusAndSignalsOfARecordingLeftAlone) {
+  Velsim sim({"--duration", "60", "--drop-frames", "0.05", "--sample-rate", "8000", "--samples-per-frame", "500"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("alone");
+  const fs::path status = out.string() + ".jsonl";
+  fs::remove(status);
+  Child rec(sim.velrec(out, {"--period", "1", "--status-json", status.string()}), true);
+  ASSERT_NE(rec.until("velrec: recording 8000 Hz, 24 bits, 1 channel, files of 1 s into " + out.string()), "");
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  rec.signal(SIGHUP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  const auto stopAt = std::chrono::steady_clock::now();
+  rec.signal(SIGTERM);
+  const auto lines = rec.rest();
+  EXPECT_EQ(rec.wait(), 0);  // SIGHUP did not end it; SIGTERM ended it cleanly
+  EXPECT_LT(std::chrono::steady_clock::now() - stopAt, std::chrono::seconds(1));
+  EXPECT_NE(find(lines, "velrec: stopping on SIGTERM"), "");
+
+  // The library's diagnostics are in the log, with time stamps, and not on the terminal.
+  for (const std::string& l : lines) {
+    EXPECT_EQ(l.find("closing wav file"), std::string::npos) << l;
+    EXPECT_EQ(l.find("MavWavWriter"), std::string::npos) << l;
+  }
+  std::ifstream log(out / "velrec.log");
+  std::string logText((std::istreambuf_iterator<char>(log)), {});
+  EXPECT_NE(logText.find("Z closing wav file\n"), std::string::npos);
+  EXPECT_NE(logText.find("Z stopping on SIGTERM\n"), std::string::npos);
+
+  // One gap event per gap the sidecars list; the last status agrees with the summary.
+  std::ifstream in(status);
+  int gapEvents = 0;
+  nlohmann::json last;
+  for (std::string l; std::getline(in, l);) {
+    const auto j = nlohmann::json::parse(l, nullptr, false);
+    ASSERT_FALSE(j.is_discarded()) << l;
+    if (j["event"] == "gap") ++gapEvents;
+    if (j["event"] == "end") last = j;
+  }
+  std::size_t listed = 0;
+  for (const auto& s : sidecars(out)) listed += s["gaps"].size();
+  EXPECT_GT(listed, 0u);
+  EXPECT_EQ(static_cast<std::size_t>(gapEvents), listed);
+  ASSERT_FALSE(last.is_null());
+  EXPECT_EQ(last["exit_code"], 0);
+  EXPECT_EQ(std::to_string(last["lost_frames"].get<uint64_t>()), fields(find(lines, "velrec: lost frames="))["frames"]);
+  fs::remove_all(out), fs::remove(status);
+}
+
+// A second recorder on a device already recording says the device is busy, and options can
+// come from a config file.
+TEST(VelrecUnattended, ABusyDeviceSaysSoAndAConfigFileGivesTheOptions) {
+  Velsim sim({"--duration", "30"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path first = freshDir("first"), second = freshDir("second");
+  fs::create_directories(second);
+  std::ofstream(second / "velrec.conf") << "period = 2\nmeta = [\"site=config file\"]\n";
+  Child one(sim.velrec(first, {}), true);
+  ASSERT_NE(one.until("velrec: waveform stream started"), "");
+  Child two(sim.velrec(second, {"--config", (second / "velrec.conf").string(), "--retries", "2"}), true);
+  const auto said = two.rest();
+  EXPECT_EQ(two.wait(), 1);
+  const std::string busy = find(said, "velrec: error: the device at 127.0.0.1:");
+  EXPECT_NE(busy.find("closed the control connection at once: it is busy with another host; giving up after 2 tries"),
+            std::string::npos) << busy;
+  one.signal(SIGINT);
+  one.rest();
+  EXPECT_EQ(one.wait(), 0);
+
+  // The config file's options are in force (its period, its deployment facts).
+  Velsim again({"--fast", "--duration", "3"});
+  Child rec(again.velrec(second, {"--config", (second / "velrec.conf").string(), "--fast", "--duration", "2"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  EXPECT_NE(find(lines, "velrec: recording 48000 Hz, 24 bits, 1 channel, files of 2 s into "), "");
+  const auto side = sidecars(second);
+  ASSERT_FALSE(side.empty());
+  EXPECT_EQ(side[0]["deployment"]["site"], "config file");
+  fs::remove_all(first), fs::remove_all(second);
+}
