@@ -370,10 +370,13 @@ int main(int argc, char** argv) {
       "  velrec --device 192.168.1.20 --set WAVE_SAMPLE_RATE=128000 --period 300\n"
       "  velrec --device 127.0.0.1 --capture ./cap          also keep the raw bytes\n"
       "  velrec --replay ./cap --out ./again                 record a capture again (same --period, --prefix, --duration, --meta)\n\n"
-      "Exit status: 0 when the recording ended normally; 1 when it stopped on an error, such as\n"
-      "a full disk or an output directory that cannot be created or written (the library's\n"
-      "error text is printed, e.g. \"velrec: error: Failed to write wav data.\", and every file\n"
-      "is finished as far as the disk allows); 2 for wrong options."};
+      "Beside each WAV file X.wav a JSON sidecar X.json holds the true start time of its first\n"
+      "sample, its gaps (samples that never arrived, written as zeros so that time stays true),\n"
+      "the device, its calibration and clock, and the --meta facts. OUT/velrec.log keeps every\n"
+      "line of the run with its time, the library's diagnostics included.\n\n"
+      "Exit status: 0 done; 1 failed (device, network or disk: the message says which and why,\n"
+      "naming the host or file and the system's reason; every file is finished as far as the\n"
+      "disk allows); 2 wrong options or values, found before anything connects or writes."};
   app.add_option("--device", o.device, "host name or address of the device or velsim (example: --device 192.168.1.20)");
   app.add_option("--control-port", o.controlPort, "device control TCP port (example: --control-port 5000)")->capture_default_str();
   app.add_option("--waveform-port", o.waveformPort, "device waveform stream TCP port (example: --waveform-port 5001)")->capture_default_str();
@@ -385,9 +388,9 @@ int main(int argc, char** argv) {
                                                 : std::string("holds a path separator; the files go into --out");
       });
   app.add_option("--period", o.period, "seconds per file; files start on whole multiples on the clock (example: --period 300)")
-      ->check(CLI::Range(1, 86400))->capture_default_str();
+      ->check(tools::wholeNumber(1, 86400))->capture_default_str();
   app.add_option("--duration", o.duration, "stop after this many seconds of waveform audio; 0 records until Ctrl-C (example: --duration 10)")
-      ->check(CLI::NonNegativeNumber)->capture_default_str();
+      ->check(tools::decimalNumber(0, 1e9, "a number of seconds"))->capture_default_str();
   app.add_flag("--sync", o.sync, "force the audio to disk once a second, so that even a power cut leaves every file readable up to its last second (costs a disk flush a second)");
   app.add_flag("--fast", o.fast, "simulated device: produce audio as fast as possible instead of in real time");
   app.add_option("--set", o.settings, "job setting NAME=VALUE sent to the device before recording; repeatable "
@@ -420,7 +423,7 @@ int main(int argc, char** argv) {
   app.add_option("--retries", o.retries, "tries to reach the device before the first connection; after them the "
                                         "run ends with exit status 1. Once recording, a lost connection is tried "
                                         "again without end (example: --retries 20)")
-      ->check(CLI::Range(1, 1000000))->capture_default_str();
+      ->check(tools::wholeNumber(1, 1000000))->capture_default_str();
   if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
   if (app.count("--scan") > 0) return scanForDevices(o.scan, o.json, std::chrono::seconds(2), std::cout, std::cerr);
   if (o.listSettings) {

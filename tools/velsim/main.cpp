@@ -31,7 +31,9 @@ int main(int argc, char** argv) {
       "The control port answers commands (enquire, set time, reset, job setup and enquiry,\n"
       "triggers, data collect); the stream ports send the waveform and the spectrum after the\n"
       "start message; the discovery port answers 'W', 'X' and 'Y' requests.\n\n"
-      "Example: velsim --fast --duration 10 --drop-frames 0.01 --seed 7 --waveform-port 0"};
+      "Example: velsim --fast --duration 10 --drop-frames 0.01 --seed 7 --waveform-port 0\n\n"
+      "Exit status: 0 done; 1 failed (a port that cannot be opened: the message says which and\n"
+      "why); 2 wrong options or values."};
   app.add_option("--bind", o.bind, "address to listen on (example: --bind 0.0.0.0)")->capture_default_str();
   app.add_option("--control-port", o.controlPort, "control TCP port; 0 picks a free one (example: --control-port 0)")->capture_default_str();
   app.add_option("--waveform-port", o.waveformPort, "waveform stream TCP port; 0 picks a free one")->capture_default_str();
@@ -41,29 +43,29 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({5, 7, 8, 13}))->capture_default_str();
   app.add_option("--serial", o.serial, "serial number (example: --serial 1201)")->capture_default_str();
   app.add_option("--members", o.members, "array hub: number of member devices, one channel each (example: --members 4)")
-      ->check(CLI::Range(1u, 85u))->capture_default_str();
+      ->check(tools::wholeNumber(1, 85))->capture_default_str();
   app.add_option("--sample-rate", o.sampleRate, "waveform and FFT sample rate (example: --sample-rate 96000)")
       ->check(CLI::IsMember({8000u, 16000u, 32000u, 48000u, 64000u, 96000u, 128000u, 256000u, 512000u}))
       ->capture_default_str();
   app.add_option("--bit-depth", o.bitDepth, "waveform bits per sample, 16 or 24 (example: --bit-depth 16)")
       ->check(CLI::IsMember({16u, 24u}))->capture_default_str();
-  app.add_option("--channels", o.channels, "waveform channels (example: --channels 4)")->check(CLI::Range(1u, 85u))->capture_default_str();
+  app.add_option("--channels", o.channels, "waveform channels (example: --channels 4)")->check(tools::wholeNumber(1, 85))->capture_default_str();
   app.add_option("--samples-per-frame", o.samplesPerFrame, "sample frames per waveform data frame (example: --samples-per-frame 512)")
-      ->check(CLI::Range(1, 65535))->capture_default_str();
+      ->check(tools::wholeNumber(1, 65535))->capture_default_str();
   app.add_option("--fft-points", o.fftPoints, "FFT length, a power of two 256..8192 (example: --fft-points 2048)")
       ->check(CLI::IsMember({256u, 512u, 1024u, 2048u, 4096u, 8192u}))->capture_default_str();
   app.add_option("--duration", o.duration, "end each stream after this many simulated seconds and exit when none is left; 0 runs until stopped (example: --duration 60)")
-      ->check(CLI::NonNegativeNumber)->capture_default_str();
+      ->check(tools::decimalNumber(0, 1e9, "a number of seconds"))->capture_default_str();
   app.add_flag("--fast", o.fast, "stream as fast as the host reads instead of in real time");
   app.add_option("--bad-crc", o.badCrc, "fraction of control responses sent with a wrong CRC (example: --bad-crc 0.1)")
-      ->check(CLI::Range(0.0, 1.0))->capture_default_str();
+      ->check(tools::decimalNumber(0, 1, "a fraction"))->capture_default_str();
   app.add_option("--drop-frames", o.dropFrames, "fraction of stream data frames not sent (example: --drop-frames 0.01)")
-      ->check(CLI::Range(0.0, 1.0))->capture_default_str();
+      ->check(tools::decimalNumber(0, 1, "a fraction"))->capture_default_str();
   app.add_option("--garbage", o.garbage, "fraction of frames preceded by garbage bytes (example: --garbage 0.05)")
-      ->check(CLI::Range(0.0, 1.0))->capture_default_str();
+      ->check(tools::decimalNumber(0, 1, "a fraction"))->capture_default_str();
   app.add_flag("--split-writes", o.splitWrites, "cut every write into up to 8 pieces at random points");
   app.add_option("--disconnect-after", o.disconnectAfter, "drop a stream connection after this many simulated seconds (example: --disconnect-after 5)")
-      ->check(CLI::NonNegativeNumber)->capture_default_str();
+      ->check(tools::decimalNumber(0, 1e9, "a number of seconds"))->capture_default_str();
   app.add_option("--seed", o.seed, "seed of the signal and of the faults; equal seeds repeat a run (example: --seed 42)")->capture_default_str();
   if (const int rc = tools::parseCommandLine(app, argc, argv); rc >= 0) return rc;
 
