@@ -291,6 +291,9 @@ void readBack(const fs::path& dir, const std::string& spectra) {
     }
     if (e.path().extension() != ".wav") continue;
     ++wavs;
+    Child soxi({"/usr/bin/env", "soxi", "-s", f});
+    EXPECT_FALSE(soxi.line().empty()) << f;
+    EXPECT_EQ(soxi.wait(), 0) << f;
     Child dump({program("VELDUMP"), "wav", f});
     dump.rest();
     EXPECT_EQ(dump.wait(), 0) << f;
@@ -378,8 +381,13 @@ TEST(Velrec, ReconnectsAfterTheDeviceDropsItsConnectionsAndRecordsOn) {
   EXPECT_GE(std::stoi(counts["reconnects"]), 2);
   EXPECT_EQ(find(lines, "velrec: sequence losses"), "velrec: sequence losses=0 missed samples=0 stream restarts=0");
   // Each connection's stream counts its samples from 0 again: nothing compares them with the
-  // connection before, so no counter wraps.
+  // connection before, so no counter wraps, on the terminal or in the log.
   for (const std::string& l : lines) EXPECT_EQ(l.find("MISSED"), std::string::npos) << l;
+  std::ifstream log(out / "velrec.log");
+  for (std::string l; std::getline(log, l);) {
+    EXPECT_EQ(l.find("MISSED"), std::string::npos) << l;
+    EXPECT_EQ(l.find("42949"), std::string::npos) << l;
+  }
   // Four seconds of stream over three connections, every sample in a valid file, exactly.
   const Recorded r = checkFiles(lines, 48000);
   EXPECT_EQ(r.frames, 192000u);
@@ -612,6 +620,7 @@ TEST(VelrecRecording, ADutyCycledStreamShowsItsPausesAndFillsNothingAcrossThem) 
   const auto lines = rec.rest();
   ASSERT_EQ(rec.wait(), 0);
   EXPECT_GE(std::stoi(fields(find(lines, "velrec: sequence losses"))["restarts"]), 3);
+  EXPECT_EQ(fields(find(lines, "velrec: lost frames="))["frames"], "0");  // a pause loses nothing
 
   const auto side = sidecars(out);
   ASSERT_GE(side.size(), 4u);

@@ -29,6 +29,7 @@ void StreamSession::opened(HostTime now) {
   base_ += connPos_;
   connPos_ = 0;
   expectKnown_ = false;
+  haveSecond_ = false;
   parser_ = VelStreamProcessor(type_);
   ring_.clear();
   atFrame_ = true;
@@ -122,9 +123,14 @@ void StreamSession::follow(const VelStreamMessage& msg) {
   // a recording of N seconds ends after N seconds of the stream, with or without losses.
   if (const auto* hdr = dynamic_cast<const VelStreamEventHeaderPayload*>(payload.get())) {
     if (const auto key = hdr->eventKey(); key && veliface::record::headerIsWhole(*hdr)) {
+      // Headers come every second; one that skips seconds ends a pause (a duty cycle), whose
+      // samples were never meant to be sent: nothing of it is lost.
+      const bool pause = haveSecond_ && key->timeStamp() != lastSecond_ + 1;
+      haveSecond_ = true;
+      lastSecond_ = key->timeStamp();
       uint64 upto = key->seqNum();
       if (limit_ > 0) upto = std::min(upto, std::max(limit_, base_) - base_);
-      countGap(upto);
+      if (!pause) countGap(upto);
       connPos_ = std::max(connPos_, key->seqNum());
     }
   } else if (const auto* d = dynamic_cast<const VelStreamDataPayload*>(payload.get())) {

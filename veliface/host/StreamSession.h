@@ -111,6 +111,8 @@ class StreamSession {
   uint64 base_ = 0;           // stream time of the connections before this one
   uint64 connPos_ = 0;        // stream time on this connection (samples)
   bool expectKnown_ = false;  // connPos_ is where the next data frame starts
+  bool haveSecond_ = false;   // lastSecond_ holds the second of the last event header
+  int64 lastSecond_ = 0;
   uint64 frameSize_ = 0;      // the largest data frame seen (samples)
   StreamCounters counters_;
   std::vector<StreamEvent> events_;
