@@ -195,7 +195,9 @@ void SimStream::produceWaveform(uint64 upto) {
       if (running(next_)) emitHeader(next_);
       nextHeader_ = clock_.nextSecondStart(next_);
     }
-    const uint64 len = std::min<uint64>(setup_.samplesPerFrame, nextHeader_ - next_);
+    if (end_ > 0 && next_ >= end_) return;
+    uint64 len = std::min<uint64>(setup_.samplesPerFrame, nextHeader_ - next_);
+    if (end_ > 0) len = std::min(len, end_ - next_);
     if (next_ + len > upto) return;
     samples_.resize(len * channels);
     signal_.fill(samples_.data(), len);

@@ -89,6 +89,9 @@ class SimStream {
   /// Produces every frame whose samples all lie below sample `uptoSample`, appending them
   /// to the output (faults applied); a header due at `uptoSample` itself goes out too.
   void produce(uint64 uptoSample);
+  /// The stream ends at sample `end`: the waveform frame that would cross it is cut short
+  /// there, so that exactly `end` samples go out (0: no end).
+  void setEnd(uint64 end) { end_ = end; }
   /// The bytes produced and not yet taken.
   Bytes& output() { return out_; }
   /// Next sample to be produced (all below it are in frames).
@@ -127,6 +130,7 @@ class SimStream {
   std::vector<int32_t> samples_;
   uint64 next_ = 0;
   uint64 nextHeader_ = 0;
+  uint64 end_ = 0;
   StreamStats stats_;
   veliface::host::SampleChecksum checksum_;  // stats_.checksum is its value
 };

@@ -90,6 +90,30 @@ TEST(SimStream, WaveformHeadersEverySecondAndContiguousSamples) {
   }
 }
 
+TEST(SimStream, AnEndCutsTheLastFrameShortAndADutyCycleSendsOnlyItsRuns) {
+  // A quarter second in, frames of 1000 end at 6000, 7000, ...: an end at 12345 falls inside one.
+  SimStream ended(waveSetup(250000000u));
+  ended.setEnd(12345);
+  ended.produce(12345);
+  ended.produce(20000);  // nothing past the end
+  EXPECT_EQ(ended.stats().samples, 12345u);
+  EXPECT_EQ(decode(ended.output(), VEL_STREAM_WAVEFORM).data.back()->data()->numSamples(), 345);
+
+  // Runs the first second of every two: seconds kStart (even) and kStart + 2 go out.
+  StreamSetup duty = waveSetup();
+  duty.dutyCycle = 2;
+  duty.dutyRun = 1;
+  SimStream cycled(duty);
+  cycled.produce(4 * 8000);
+  const Decoded d = decode(cycled.output(), VEL_STREAM_WAVEFORM);
+  ASSERT_EQ(d.headers.size(), 3u);  // kStart + 4's header is due at the last sample asked for
+  EXPECT_EQ(d.headers[1]->eventKey()->timeStamp(), kStart + 2);
+  EXPECT_EQ(d.headers[1]->eventKey()->seqNum(), 16000u);  // the count goes on through the pause
+  EXPECT_EQ(cycled.stats().samples, 16000u);
+  EXPECT_EQ(cycled.stats().pausedSamples, 16000u);
+  EXPECT_EQ(cycled.stats().dropped, 0u);
+}
+
 TEST(SimStream, ByteOrderChangesTheWireBytesButNotTheChecksum) {
   // Little-endian is the default; a big-endian stream carries the same values turned round
   // and reports the same checksum, because the checksum is taken in file order.

@@ -67,6 +67,7 @@ void StreamPort::begin(std::shared_ptr<tcp::socket> sock) {
   fastTarget_ = 0;
   pace_.emplace(setup.sampleRate, setup.startSeconds, setup.startNanos, o.fast);
   endSample_ = o.duration > 0 ? static_cast<uint64>(std::llround(o.duration * setup.sampleRate)) : 0;
+  stream_->setEnd(endSample_);  // exactly the duration, whichever frame the end falls in
   disconnectAt_ =
       o.disconnectAfter > 0 ? static_cast<uint64>(std::llround(o.disconnectAfter * setup.sampleRate)) : 0;
   say(std::string(name()) + " streaming at " + std::to_string(setup.sampleRate) + " samples/s");
