@@ -33,7 +33,7 @@ std::string defaultPngPath(const std::string& input) {
 int drawSpectrogram(const std::string& path, const SpectrogramOptions& opt, std::ostream& out, std::ostream& err) {
   if (opt.range.lo && opt.range.hi && !(*opt.range.hi > *opt.range.lo)) {
     err << "veldump: --max must be above --min\n";
-    return EXIT_UNREADABLE;
+    return EXIT_USAGE;
   }
   const SpectrumSummary s = readSpectrumFile(path);
   if (!s.readable()) {

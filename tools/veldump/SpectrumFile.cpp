@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -295,7 +297,7 @@ SpectrumSummary readSpectrumFile(const std::string& path, const SpectrumSink& si
   std::ifstream in(path, std::ios::binary);
   if (!in || !std::filesystem::is_regular_file(path, ec)) {
     SpectrumSummary s;
-    s.error = "cannot open " + path;
+    s.error = std::string("cannot open: ") + (std::filesystem::is_directory(path, ec) ? "a directory" : std::strerror(errno ? errno : ENOENT));
     return s;
   }
   return readSpectrumFile(in, sink);

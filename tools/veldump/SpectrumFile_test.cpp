@@ -254,7 +254,7 @@ TEST(Spectrogram, DrawsALongFileDownsampledAndRefusesAnEmptyOne) {
   EXPECT_TRUE(has(err.str(), "no spectra to draw")) << err.str();
   opt.range = {120.0, 20.0};
   err.str("");
-  EXPECT_EQ(veldump::drawSpectrogram(input, opt, out, err), veldump::EXIT_UNREADABLE);
+  EXPECT_EQ(veldump::drawSpectrogram(input, opt, out, err), veldump::EXIT_USAGE);
   EXPECT_TRUE(has(err.str(), "--max must be above --min")) << err.str();
 }
 

@@ -1,5 +1,7 @@
 #include "WavFile.h"
 
+#include "Sidecar.h"
+
 #include "Describe.h"
 
 #include <veliface/veliface.h>
@@ -91,14 +93,15 @@ std::string seconds(std::uint64_t bytes, std::uint64_t bytesPerSec) {
 
 WavInspection inspectWav(const std::string& path) {
   WavInspection w;
+  w.path = path;
   std::error_code ec;
   if (!fs::is_regular_file(path, ec)) {
-    w.error = "not a regular file: " + path;
+    w.error = fs::exists(path, ec) ? "not a regular file" : std::strerror(ENOENT);
     return w;
   }
   std::ifstream in(path, std::ios::binary);
   if (!in) {
-    w.error = "cannot open " + path;
+    w.error = std::strerror(errno);
     return w;
   }
   w.fileSize = fs::file_size(path, ec);
@@ -106,7 +109,7 @@ WavInspection inspectWav(const std::string& path) {
   in.read(reinterpret_cast<char*>(head.data()), static_cast<std::streamsize>(kHeaderWindow));
   const auto got = static_cast<std::size_t>(in.gcount());
   if (in.bad()) {
-    w.error = "read error on " + path;
+    w.error = std::string("read error: ") + std::strerror(errno);
     return w;
   }
   if (got < 12 || std::memcmp(head.data(), "RIFF", 4) != 0 || std::memcmp(head.data() + 8, "WAVE", 4) != 0) {
@@ -174,9 +177,12 @@ int printWavReport(const WavInspection& w, std::ostream& out) {
   } else {
     out << "no INFO metadata\n";
   }
-  for (const std::string& p : w.problems) out << "problem: " << p << '\n';
-  out << (w.problems.empty() ? "OK" : "NOT OK") << '\n';
-  return w.problems.empty() ? EXIT_OK : EXIT_PROBLEM;
+  std::vector<std::string> problems = w.problems;
+  const std::uint64_t align = fmt && fmt->blockAlign() ? fmt->blockAlign() : 1;
+  printSidecar(readSidecar(w.path), std::min<std::uint64_t>(w.header->dataSize(), w.dataInFile()) / align, out, problems);
+  for (const std::string& p : problems) out << "problem: " << p << '\n';
+  out << (problems.empty() ? "OK" : "NOT OK") << '\n';
+  return problems.empty() ? EXIT_OK : EXIT_PROBLEM;
 }
 
 namespace {

@@ -11,12 +11,14 @@
 
 namespace veldump {
 
-/// Exit codes shared by the subcommands.
-enum ExitCode { EXIT_OK = 0, EXIT_PROBLEM = 1, EXIT_UNREADABLE = 2 };
+/// Exit codes shared by the subcommands: a file that cannot be read is a failure like a
+/// problem found in it; 2 is kept for wrong options, as in every tool.
+enum ExitCode { EXIT_OK = 0, EXIT_PROBLEM = 1, EXIT_UNREADABLE = 1, EXIT_USAGE = 2 };
 
 /// What a WAV file's header says and how it fits the file.
 struct WavInspection {
-  std::string error;                      ///< why the file is unreadable; empty when readable
+  std::string path;                       ///< the file inspected
+  std::string error;                      ///< why the file is unreadable (without its path); empty when readable
   std::uint64_t fileSize = 0;             ///< length of the file in bytes
   std::uint64_t dataOffset = 0;           ///< offset of the first sample byte
   std::uint32_t riffSize = 0;             ///< RIFF size field as stored
@@ -33,8 +35,8 @@ struct WavInspection {
 /// against the file.
 WavInspection inspectWav(const std::string& path);
 
-/// Prints format, sizes, duration, INFO metadata and the problems; returns the exit code
-/// (0 OK, 1 problems, 2 unreadable).
+/// Prints format, sizes, duration, INFO metadata, what the sidecar beside the file says
+/// (true start, gaps) and the problems; returns the exit code (0 OK, 1 problems or unreadable).
 int printWavReport(const WavInspection& w, std::ostream& out);
 
 /// Rewrites the RIFF and data sizes of the file at `path` from its length (the data size

@@ -135,10 +135,11 @@ def check_spectrum(veldump, velrec, tmp):
     with open(empty, "w") as f:
         f.write("\n".join(text[:33]) + "\n")
     for args, code, says in [(("spectrum", empty), 0, "spectra: 0"),
-                             (("spectrogram", empty), 2, "no spectra to draw"),
-                             (("spectrum", spec[:-4] + ".wav"), 2, "not a spectrum file"),
-                             (("spectrogram", spec[:-4] + ".wav"), 2, "not a spectrum file"),
-                             (("spectrum", os.path.join(tmp, "none.txt")), 2, "cannot open"),
+                             (("spectrogram", empty), 1, "no spectra to draw"),
+                             (("spectrum", spec[:-4] + ".wav"), 1, "not a spectrum file"),
+                             (("spectrogram", spec[:-4] + ".wav"), 1, "not a spectrum file"),
+                             (("spectrum", os.path.join(tmp, "none.txt")), 1,
+                              "veldump: " + os.path.join(tmp, "none.txt") + ": cannot open: No such file or directory"),
                              (("spectrogram", spec, "--min", "50", "--max", "10"), 2, "--max must be above")]:
         r = run(veldump, *args)
         check(r.returncode == code and says in r.stdout + r.stderr, f"{args}: exit {r.returncode}: {r.stdout} {r.stderr}")
@@ -151,6 +152,33 @@ def check_spectrum(veldump, velrec, tmp):
     check(r.returncode == 0 and long_lines > 4096 and w == 4096
           and f"downsampled: {long_lines} spectra averaged into 4096 columns" in r.stdout,
           f"long spectrogram ({long_lines} lines, {w} x {h}): {r.stdout} {r.stderr}")
+
+
+def check_sidecars(veldump, velrec, tmp):
+    """veldump wav reports each file's sidecar: its first sample and its gaps; a sidecar that
+    counts other frames than the file holds is a problem."""
+    out = os.path.join(tmp, "side")
+    r = subprocess.run([velrec, "--fast", "--duration", "3", "--period", "1", "--out", out],
+                       capture_output=True, text=True)
+    check(r.returncode == 0, f"velrec: exit {r.returncode}: {r.stderr}")
+    wavs = sorted(os.path.join(out, f) for f in os.listdir(out) if f.endswith(".wav"))
+    check(len(wavs) == 3, f"velrec wrote {wavs}")
+    side = wavs[1][:-4] + ".json"
+    meta = json.load(open(side))
+    meta["gaps"] = [{"start_frame": i * 100, "frames": 7} for i in range(12)]
+    json.dump(meta, open(side, "w"))
+    r = run(veldump, "wav", *wavs)
+    check(r.returncode == 0, f"wav with sidecars: exit {r.returncode}: {r.stdout} {r.stderr}")
+    check(r.stdout.count("first sample: ") == 3 and "gaps: 12 (84 frames of zeros)" in r.stdout
+          and "  gap at frame 900: 7 frames" in r.stdout and "... 2 more" in r.stdout, f"sidecar report: {r.stdout}")
+    meta["frames"] += 1
+    json.dump(meta, open(side, "w"))
+    r = run(veldump, "wav", wavs[1])
+    check(r.returncode == 1 and "the sidecar counts 48001 frames, the file holds 48000" in r.stdout,
+          f"sidecar mismatch: {r.stdout}")
+    open(side, "w").write("{not json")
+    r = run(veldump, "wav", wavs[1])
+    check(r.returncode == 1 and "sidecar unreadable" in r.stdout, f"bad sidecar: {r.stdout}")
 
 
 def main():
@@ -188,17 +216,34 @@ def main():
         check(any(o.get("mac") == "00:11:22:AA:BB:CC" for o in objs), "reset MAC")
 
         # Bad input: clear message on stderr, non-zero exit, no crash.
-        for args, code in [(("capture", os.path.join(tmp, "none.bin"), "--channel", "control"), 2),
-                           (("capture", tmp, "--channel", "stream"), 2),
+        # Exit 1 for a file that cannot be read or decodes to nothing, 2 for wrong options only.
+        for args, code in [(("capture", os.path.join(tmp, "none.bin"), "--channel", "control"), 1),
+                           (("capture", tmp, "--channel", "stream"), 1),
                            (("capture", cpath, "--channel", "control", "--stream-type", "status"), 2),
-                           (("capture", cpath, "--channel", "serial"), None),
-                           (("wav", cpath), 2), (("repair", cpath), 2), (("nosuch",), None)]:
+                           (("capture", cpath, "--channel", "serial"), 2),
+                           (("capture", spath), 2),  # "stream.bin" names no channel
+                           (("wav", cpath), 1), (("repair", cpath), 1), (("nosuch",), 2)]:
             r = run(veldump, *args)
             ok = r.returncode == code if code is not None else r.returncode not in (0, -11, -6)
             check(ok and r.stderr.strip() + r.stdout.strip() != "", f"{args}: exit {r.returncode}")
             check(r.returncode >= 0, f"{args}: killed by signal {r.returncode}")
 
+        # Several captures in one call, each channel taken from its name as velrec writes
+        # them; bytes of no channel decode to nothing, which fails.
+        wpath = os.path.join(tmp, "waveform.2.bin")
+        open(wpath, "wb").write(stream(0x30, struct.pack(">I", 0)))
+        noise = os.path.join(tmp, "spectrum.bin")
+        open(noise, "wb").write(bytes(range(7, 250)) * 9)
+        r = run(veldump, "capture", cpath, wpath, noise)
+        check(r.returncode == 1, f"several captures: exit {r.returncode}")
+        check("== " + cpath in r.stdout and "== " + wpath in r.stdout and "== " + noise in r.stdout,
+              "several captures: each report named")
+        check("class=VelEnquireCmd" in r.stdout and "class=VelStreamNotifyPayload" in r.stdout,
+              "several captures: channels from the names")
+        check(f"veldump: {noise}: no message decodes" in r.stderr, f"noise: {r.stderr}")
+
         check_spectrum(veldump, sys.argv[2], tmp)
+        check_sidecars(veldump, sys.argv[2], tmp)
 
         r = run(veldump, "--help")
         for sub in ("capture", "wav", "repair", "spectrum", "spectrogram"):
