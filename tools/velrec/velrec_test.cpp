@@ -533,6 +533,35 @@ TEST(Velrec, ADeviceNeverReachedEndsTheRunAfterItsRetries) {
   EXPECT_NE(find(lines, "velrec: error: cannot reach the control port 127.0.0.1:1"), "");
   const std::string last = find(lines, "velrec: error: ");
   EXPECT_NE(last.find("giving up after 2 tries (--retries)"), std::string::npos) << last;
+
+  // A name that does not resolve: the host and the resolver's reason, well within 30 s.
+  const auto start = std::chrono::steady_clock::now();
+  Child nameless({program("VELREC"), "--device", "no-such-host.invalid", "--retries", "1", "--out",
+                  freshDir("unresolvable").string()},
+                 true);
+  const std::string said = find(nameless.rest(), "velrec: error: ");
+  EXPECT_EQ(nameless.wait(), 1);
+  EXPECT_NE(said.find("cannot reach the control port no-such-host.invalid:5000 ("), std::string::npos) << said;
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+}
+
+// The simulated recorder type is named as the device type table names it, and its identity
+// reaches every sidecar.
+TEST(Velrec, TheSimulatedDeviceTypeIsNamedFromTheTypeTable) {
+  Velsim sim({"--type", "13", "--fast", "--duration", "2"});
+  ASSERT_EQ(sim.ports.size(), 3u);
+  const fs::path out = freshDir("type13");
+  Child rec(sim.velrec(out, {"--fast", "--duration", "1"}), true);
+  const auto lines = rec.rest();
+  ASSERT_EQ(rec.wait(), 0);
+  EXPECT_NE(find(lines, "velrec: device Power Module serial 1201"), "");
+  const auto side = sidecars(out);
+  ASSERT_FALSE(side.empty());
+  EXPECT_EQ(side[0]["device"]["type_text"], "Power Module");
+  EXPECT_EQ(side[0]["calibration"]["full_scale_volts"], 2.5);
+  const double sensitivity = side[0]["calibration"]["sensitivity_db"];
+  EXPECT_TRUE(sensitivity <= -170 && sensitivity >= -200) << sensitivity;
+  fs::remove_all(out);
 }
 
 }  // namespace
