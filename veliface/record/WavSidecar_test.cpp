@@ -1,10 +1,10 @@
 #include <veliface/record/JsonText.h>
 #include <veliface/record/WavSidecar.h>
 
+#include <RecordStreams.h>
 #include <TempFiles.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -16,15 +16,8 @@ namespace {
 
 // Python's json module as the independent reader: prints the value at `expr` of the file.
 std::string pythonReads(const fs::path& file, const std::string& expr) {
-  const std::string cmd = "python3 -c \"import json,sys; d=json.load(open(sys.argv[1], encoding='utf-8')); print(" +
-                          expr + ")\" '" + file.string() + "' 2>&1";
-  std::string out;
-  if (FILE* p = popen(cmd.c_str(), "r")) {
-    char buf[512];
-    while (fgets(buf, sizeof buf, p) != nullptr) out += buf;
-    pclose(p);
-  }
-  return out;
+  return recordtest::run("python3 -c \"import json,sys; d=json.load(open(sys.argv[1], encoding='utf-8')); print(" +
+                         expr + ")\" '" + file.string() + "' 2>&1");
 }
 
 }  // namespace
