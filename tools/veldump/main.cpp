@@ -4,6 +4,7 @@
 #include "SpectrumFile.h"
 #include "WavFile.h"
 
+#include <common/CaptureName.h>
 #include <common/CommandLine.h>
 
 #include <CLI/CLI.hpp>
@@ -17,7 +18,6 @@
 #include <iostream>
 #include <map>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -48,13 +48,11 @@ struct NamedChannel {
   VelStreamType type;
 };
 std::optional<NamedChannel> channelFromName(const std::string& path) {
-  static const std::regex name(R"((control|waveform|spectrum|discovery)(\.[0-9]+)?\.bin)");
-  std::smatch m;
-  const std::string file = std::filesystem::path(path).filename().string();
-  if (!std::regex_match(file, m, name)) return std::nullopt;
-  if (m[1] == "control") return NamedChannel{veldump::Channel::Control, VEL_STREAM_WAVEFORM};
-  if (m[1] == "discovery") return NamedChannel{veldump::Channel::Discovery, VEL_STREAM_WAVEFORM};
-  return NamedChannel{veldump::Channel::Stream, m[1] == "waveform" ? VEL_STREAM_WAVEFORM : VEL_STREAM_SPECTRUM};
+  const auto name = tools::parseCaptureFileName(std::filesystem::path(path).filename().string());
+  if (!name) return std::nullopt;
+  if (name->channel == "control") return NamedChannel{veldump::Channel::Control, VEL_STREAM_WAVEFORM};
+  if (name->channel == "discovery") return NamedChannel{veldump::Channel::Discovery, VEL_STREAM_WAVEFORM};
+  return NamedChannel{veldump::Channel::Stream, name->channel == "waveform" ? VEL_STREAM_WAVEFORM : VEL_STREAM_SPECTRUM};
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "Replay.h"
 
+#include <common/CaptureName.h>
 #include <veliface/host/Commands.h>
 #include <veliface/host/ControlSession.h>
 
@@ -7,7 +8,6 @@
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <regex>
 
 namespace velrec {
 
@@ -37,16 +37,13 @@ std::vector<CapturedConnection> capturedConnections(const fs::path& dir, std::st
     return {};
   }
   // control.bin, waveform.2.bin, ...: the channel, then the connection's number after the first.
-  static const std::regex name(R"((control|waveform|spectrum)(?:\.([0-9]{1,6}))?\.bin)");
   std::map<int, CapturedConnection> byNumber;
   for (const auto& e : fs::directory_iterator(dir, ec)) {
-    std::smatch m;
-    const std::string file = e.path().filename().string();
-    if (!std::regex_match(file, m, name)) continue;
-    const int number = m[2].matched ? std::stoi(m[2].str()) : 1;
-    CapturedConnection& c = byNumber[number];
-    c.number = number;
-    (m[1] == "control" ? c.control : m[1] == "waveform" ? c.waveform : c.spectrum) = e.path();
+    const auto name = tools::parseCaptureFileName(e.path().filename().string());
+    if (!name || name->channel == "discovery") continue;
+    CapturedConnection& c = byNumber[name->connection];
+    c.number = name->connection;
+    (name->channel == "control" ? c.control : name->channel == "waveform" ? c.waveform : c.spectrum) = e.path();
   }
   std::vector<CapturedConnection> out;
   for (auto& [number, c] : byNumber)

@@ -1,5 +1,7 @@
 #include "Session.h"
 
+#include <common/CaptureName.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -42,7 +44,7 @@ void Capture::closeAll() {
 }
 
 std::string Capture::fileName(Channel ch, int number) {
-  return std::string(channelName(ch)) + (number == 1 ? "" : "." + std::to_string(number)) + ".bin";
+  return tools::captureFileName(channelName(ch), number);
 }
 
 void Capture::nextConnection() {
