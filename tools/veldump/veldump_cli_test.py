@@ -130,14 +130,18 @@ def check_spectrum(veldump, velrec, tmp):
     check(r.returncode == 1 and os.path.exists(os.path.join(tmp, "bad.png")) and "line 41" in r.stderr,
           f"malformed spectrogram: exit {r.returncode}: {r.stderr}")
 
-    # A header without spectra, and a file that is not a spectrum file at all.
+    # A header without spectra, and a file that is not a spectrum file at all. The WAV file
+    # need not share the spectrum file's name: each is named after its own stream's first second.
+    wavs = [f for f in os.listdir(os.path.dirname(spec)) if f.endswith(".wav")]
+    check(len(wavs) == 1, f"velrec wrote {wavs}")
+    wav = os.path.join(os.path.dirname(spec), wavs[0] if wavs else "none.wav")
     empty = os.path.join(tmp, "empty.txt")
     with open(empty, "w") as f:
         f.write("\n".join(text[:33]) + "\n")
     for args, code, says in [(("spectrum", empty), 0, "spectra: 0"),
                              (("spectrogram", empty), 1, "no spectra to draw"),
-                             (("spectrum", spec[:-4] + ".wav"), 1, "not a spectrum file"),
-                             (("spectrogram", spec[:-4] + ".wav"), 1, "not a spectrum file"),
+                             (("spectrum", wav), 1, "not a spectrum file"),
+                             (("spectrogram", wav), 1, "not a spectrum file"),
                              (("spectrum", os.path.join(tmp, "none.txt")), 1,
                               "veldump: " + os.path.join(tmp, "none.txt") + ": cannot open: No such file or directory"),
                              (("spectrogram", spec, "--min", "50", "--max", "10"), 2, "--max must be above")]:
