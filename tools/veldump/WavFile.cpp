@@ -5,7 +5,9 @@
 #include "Describe.h"
 
 #include <veliface/veliface.h>
+#include <veliface/vocabulary/DeviceText.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -82,6 +84,32 @@ void checkFormat(WavInspection& w) {
                          plural(w.dataInFile() % align, "byte") + " at the end");
 }
 
+// The sub-chunks of the LIST/INFO chunk in the first `size` bytes of a file, each text up to
+// its first zero byte with trailing spaces dropped. The array record writes its sub-chunks one
+// after the other without pad bytes, so none are skipped.
+std::vector<std::pair<std::string, std::string>> infoTexts(const std::vector<uint8_t>& head, std::size_t size) {
+  std::vector<std::pair<std::string, std::string>> out;
+  std::size_t pos = 12;
+  while (pos + 12 <= size) {
+    const std::uint64_t chunk = le32(head.data() + pos + 4);
+    if (std::memcmp(head.data() + pos, "LIST", 4) != 0 || std::memcmp(head.data() + pos + 8, "INFO", 4) != 0) {
+      pos += 8 + chunk + (chunk & 1);
+      continue;
+    }
+    const std::size_t end = static_cast<std::size_t>(std::min<std::uint64_t>(size, pos + 8 + chunk));
+    for (std::size_t sub = pos + 12; sub + 8 <= end;) {
+      const std::size_t len = static_cast<std::size_t>(std::min<std::uint64_t>(le32(head.data() + sub + 4), end - sub - 8));
+      std::string text(reinterpret_cast<const char*>(head.data()) + sub + 8, len);
+      text = text.substr(0, text.find('\0'));
+      text.erase(text.find_last_not_of(' ') + 1);
+      out.emplace_back(std::string(reinterpret_cast<const char*>(head.data()) + sub, 4), veliface::escapeDeviceText(text));
+      sub += 8 + len;
+    }
+    break;
+  }
+  return out;
+}
+
 std::string seconds(std::uint64_t bytes, std::uint64_t bytesPerSec) {
   if (bytesPerSec == 0) return "unknown";
   std::ostringstream os;
@@ -140,6 +168,8 @@ WavInspection inspectWav(const std::string& path) {
     return w;
   }
 
+  if (w.header->fmt() && w.header->fmt()->numChannels() > 1)
+    w.arrayInfo = infoTexts(head, std::min<std::size_t>(got, static_cast<std::size_t>(w.dataOffset)));
   checkSize(w.problems, "RIFF size", w.riffSize, w.fileSize - 8);
   checkSize(w.problems, "data size", w.header->dataSize(), w.dataInFile());
   checkFormat(w);
@@ -164,7 +194,15 @@ int printWavReport(const WavInspection& w, std::ostream& out) {
       << "duration: " << seconds(w.header->dataSize(), bps);
   if (w.dataInFile() != w.header->dataSize()) out << " (file holds " << seconds(w.dataInFile(), bps) << ")";
   out << '\n';
-  if (const auto info = w.header->info()) {
+  if (!w.arrayInfo.empty()) {
+    // Entry 0 of each list is the hub (or the device), then one entry per channel.
+    static const std::pair<const char*, const char*> kShown[] = {
+        {"IART", "devices"}, {"ICMT", "calibration"}, {"ICRD", "created"}, {"ISFT", "creator"}};
+    out << "metadata: array record, " << fmt->numChannels() << " channels\n";
+    for (const auto& [id, label] : kShown)
+      for (const auto& [tag, text] : w.arrayInfo)
+        if (tag == id) out << label << ": " << text << '\n';
+  } else if (const auto info = w.header->info()) {
     out << "device: " << info->deviceStr(0) << '\n'
         << "serial: " << info->serialNo(0) << '\n'
         << "sensitivity: " << info->sensitivity(0) << " dBV re 1uPa\n"

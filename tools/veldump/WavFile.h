@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veldump {
@@ -24,6 +25,9 @@ struct WavInspection {
   std::uint32_t riffSize = 0;             ///< RIFF size field as stored
   std::shared_ptr<MavWavHeader> header;   ///< the header as the library reads it
   std::vector<std::string> problems;      ///< inconsistencies found; empty when the file is OK
+  /// The INFO texts (identifier, text) of a file of several channels, read as they stand:
+  /// such a file carries the array record, which the library reads back as a one-sensor record.
+  std::vector<std::pair<std::string, std::string>> arrayInfo;
 
   /// True when the header could be read.
   bool readable() const { return error.empty(); }

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,31 +36,45 @@ void put32(std::string& bytes, std::size_t at, uint32_t v) {
   for (int i = 0; i < 4; ++i) bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(v >> (8 * i));
 }
 
-// A finished one-channel 24-bit recording of 200 samples written by the library's writer:
-// serial 7, 1000 Hz; returns its bytes.
-std::string recordWav(const fs::path& dir) {
+// A finished 24-bit recording of 200 frames written by the library's writer: serial 7,
+// 1000 Hz, one channel with the one-sensor record or several with the array record (hub 7,
+// members 8, 9, ...); returns its bytes.
+std::string recordWav(const fs::path& dir, unsigned channels = 1, const std::string& creator = "velrec") {
   LogCapture quiet;  // the writer reports each file it closes
   {
     MavWavWriter writer(60, dir.wstring());
-    MavWavInfoDataHF info;
-    info.setDeviceType(DEV_AUREL_HF, 0);
-    info.setSerialNo(7, 0);
-    info.setCreator("velrec");
-    info.setMaxCount(8388607);
-    info.setTime(1700000001);
-    info.setSeqNum(42);
-    info.setFilename("rec");
+    std::unique_ptr<MavWavInfoData> info;
+    if (channels == 1) {
+      info = std::make_unique<MavWavInfoDataHF>();
+      info->setDeviceType(DEV_AUREL_HF, 0);
+    } else {
+      info = std::make_unique<MavWavInfoDataHCI>(static_cast<unsigned char>(channels));
+      info->setNumChannels(static_cast<unsigned char>(channels));
+      info->setDeviceType(DEV_ARRAY_HUB, 0);
+      for (unsigned c = 1; c <= channels; ++c) {
+        info->setDeviceType(DEV_AUREL_HF, static_cast<unsigned char>(c));
+        info->setSerialNo(static_cast<unsigned short>(7 + c), static_cast<unsigned char>(c));
+        info->setSensitivity(static_cast<short>(-170 - static_cast<int>(c)), static_cast<unsigned char>(c));
+      }
+      info->setVoltsPk(2.0f);
+    }
+    info->setSerialNo(7, 0);
+    info->setCreator(creator);
+    info->setMaxCount(8388607);
+    info->setTime(1700000001);
+    info->setSeqNum(42);
+    info->setFilename("rec");
     MavWavSetupData setup;
     setup.setSampleRate(1000);
     setup.setBitDepth(24);
-    EXPECT_TRUE(writer.feed(info));
+    EXPECT_TRUE(writer.feed(*info));
     EXPECT_TRUE(writer.feed(setup));
-    std::vector<uint8_t> samples(300);
+    std::vector<uint8_t> samples(300 * channels);
     for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<uint8_t>(i);
     for (uint32_t n = 0; n < 200; n += 100) {
       MavWavDataChunk block;
       block.setSampleNum(n);
-      block.setNumChannels(1);
+      block.setNumChannels(static_cast<uint8_t>(channels));
       block.setBitDepth(24);
       block.setNumSamples(100);
       block.setData(samples.data());
@@ -88,6 +103,26 @@ TEST(Wav, AFinishedRecordingIsReportedWithItsMetadataAndPasses) {
         "serial: 7", "device: Aurel HF", "sensitivity: -176 dBV re 1uPa", "full scale: 3 V pk",
         "max count: 8388607", "sequence number: 42", "creator: velrec", "name: rec", "\nOK\n"})
     EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
+}
+
+// The array record of a file of several channels is read back by the library as a one-sensor
+// record (device, sequence number and calibration lost), so its texts are shown as they stand.
+// Its sub-chunks are not padded: an odd-length creator must not shift the ones after it.
+TEST(Wav, AMultiChannelFileShowsItsArrayRecord) {
+  TempDir tmp;
+  recordWav(tmp.dir, 3, "velrec\x1b[2J");
+  const auto w = veldump::inspectWav((tmp.dir / "rec.wav").string());
+  ASSERT_TRUE(w.readable()) << w.error;
+  std::ostringstream out;
+  EXPECT_EQ(veldump::printWavReport(w, out), veldump::EXIT_OK) << out.str();
+  const std::string report = out.str();
+  for (const char* expected :
+       {"format: 3 channel(s), 1000 Hz, 24 bits, block align 9", "metadata: array record, 3 channels\n",
+        "devices: HCI #7,Aurel HF #8,Aurel HF #9,Aurel HF #10\n",
+        "calibration: Vpk=2.000000;V re 1uPa=-171,-172,-173;", ";Seq # =42\n",
+        "created: 2023-11-14T22:13:21+00\n", "creator: velrec\\x1B[2J\n", "\nOK\n"})
+    EXPECT_NE(report.find(expected), std::string::npos) << expected << "\n" << report;
+  EXPECT_EQ(report.find("Unsupported device"), std::string::npos) << report;
 }
 
 TEST(Wav, ZeroStaleAndMisalignedSizesAreProblems) {
